@@ -1,0 +1,31 @@
+# Settings that every target of the project shares.
+add_library(kmxf_build INTERFACE)
+target_compile_features(kmxf_build INTERFACE cxx_std_20)
+target_compile_options(kmxf_build INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast)
+# GCC 12 sees overlaps in string concatenation that are not there (GCC bug 105651).
+target_compile_options(kmxf_build INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
+if(KMXF_SANITIZE)
+    target_compile_options(kmxf_build INTERFACE -fsanitize=${KMXF_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(kmxf_build INTERFACE -fsanitize=${KMXF_SANITIZE})
+    # With the sanitizers goes the standard library's own checking of indices.
+    target_compile_definitions(kmxf_build INTERFACE _GLIBCXX_ASSERTIONS)
+endif()
+# Warnings are errors here, but not for who builds the library inside another project.
+if(PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_COMPILE_WARNING_AS_ERROR)
+    set(CMAKE_COMPILE_WARNING_AS_ERROR ON)
+endif()
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+# kmxf_subsystem(NAME SOURCES ...): one floor of the library, compiled once. Its objects go into the shared library, into the
+# static twin and into the tests of this floor and of those above.
+function(kmxf_subsystem name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES")
+    add_library(kmxf_${name} OBJECT ${arg_SOURCES})
+    target_include_directories(kmxf_${name} PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
+    target_compile_definitions(kmxf_${name} PRIVATE KMXF_BUILDING)
+    target_link_libraries(kmxf_${name} PRIVATE kmxf_build)
+    set_target_properties(kmxf_${name} PROPERTIES
+        POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+endfunction()
