@@ -1,0 +1,18 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "Program.h"
+
+// Each command adds itself to the program; what it returns runs it when the user named it.
+namespace kmxf::program {
+
+using Run = std::function<ExitStatus()>;
+
+Run AddWrap(CLI::App& app);
+Run AddUnwrap(CLI::App& app);
+Run AddInfo(CLI::App& app);
+Run AddFrames(CLI::App& app);
+
+}  // namespace kmxf::program

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "Formats.h"
+#include "MappedPiece.h"
+
+// Bare picture essence as a user has it: DIF frames, or AVC-Intra frames with or without parameter-set blocks in front.
+namespace kmxf::program {
+
+inline constexpr uint32_t kParameterSetBlock = 512;
+
+// What the user says of the format; what is not said is taken from the essence.
+struct FormatChoice {
+    std::optional<std::string> codec, raster, standard;
+};
+
+// How frames lie in a file of bare essence.
+struct EssenceLayout {
+    VideoFormat format;
+    bool blockFirst = false;       // a parameter-set block in front of the first frame
+    bool blockEveryFrame = false;  // and in front of all others
+};
+
+// Reads the layout off the first bytes. `size` is the file's size, 0 when it is not known (a pipe); `head` should hold
+// two frames of the largest format, or the whole file. Throws Failure when it is no essence of a known format, or not
+// the one chosen, and says what it saw.
+EssenceLayout DetectEssence(std::span<const uint8_t> head, uint64_t size, const FormatChoice& choice,
+                            const std::string& file);
+
+// The frames of a file ("-": standard input), without parameter-set blocks, in order.
+class EssenceInput {
+public:
+    EssenceInput(const std::string& path, const FormatChoice& choice);
+    EssenceInput(const EssenceInput&) = delete;
+    EssenceInput& operator=(const EssenceInput&) = delete;
+    ~EssenceInput();
+
+    const VideoFormat& Format() const { return layout_.format; }
+    const std::string& Path() const { return path_; }
+    std::optional<uint64_t> Frames() const { return frames_; }  // nothing: read to the end to know
+    std::span<const uint8_t> FirstFrame() const;
+
+    // Live essence comes from a pipe and cannot be had again.
+    bool IsLive() const { return !isFile_; }
+
+    // Fills `room` with the next frame bytes; fewer only at the end, which may lie within a frame. Throws Failure when
+    // reading fails.
+    size_t Read(std::span<uint8_t> room);
+
+    // Whether the frames lie in a file in one stretch, so that MapNext can give them; it is either MapNext or Read.
+    bool CanMap() const;
+    // The next frame bytes, up to `most`; null at the end. Throws Failure when they cannot be mapped.
+    std::unique_ptr<MappedPiece> MapNext(uint32_t most);
+
+private:
+    size_t ReadFile(std::span<uint8_t> room);
+    size_t ReadRaw(std::span<uint8_t> room);
+
+    std::string path_;
+    int descriptor_ = -1;
+    std::vector<uint8_t> head_;
+    size_t headTaken_ = 0;
+    EssenceLayout layout_;
+    std::optional<uint64_t> frames_;
+    bool isFile_ = false;
+    uint64_t position_ = 0;  // frame bytes handed out
+    uint64_t offset_ = 0;    // bytes read of the file
+};
+
+}  // namespace kmxf::program

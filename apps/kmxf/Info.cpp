@@ -1,0 +1,103 @@
+#include <cstdio>
+#include <memory>
+
+#include "Clip.h"
+#include "Commands.h"
+#include "Text.h"
+
+namespace kmxf::program {
+
+namespace {
+
+struct Options {
+    std::vector<std::string> files;
+    bool json = false, only = false;
+};
+
+std::string Plain(const nlohmann::ordered_json& value) {
+    if (value.is_null()) return "-";
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+void PrintValues(const nlohmann::ordered_json& values, int indent) {
+    for (const auto& [key, value] : values.items()) {
+        if (value.is_object()) {
+            std::printf("%*s%s\n", indent, "", key.c_str());
+            PrintValues(value, indent + 2);
+        } else {
+            std::printf("%*s%-20s %s\n", indent, "", key.c_str(), Plain(value).c_str());
+        }
+    }
+}
+
+nlohmann::ordered_json DisagreementsJson(const Clip& clip) {
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const Clip::Disagreement& disagreement : clip.Disagreements()) {
+        nlohmann::ordered_json entry{{"key", disagreement.key}, {"values", nlohmann::ordered_json::array()}};
+        for (size_t i = 0; i < clip.files.size(); ++i) {
+            entry["values"].push_back({{"path", clip.files[i].path}, {"value", disagreement.values[i]}});
+        }
+        list.push_back(std::move(entry));
+    }
+    return list;
+}
+
+void PrintClip(const Clip& clip) {
+    std::printf("clip of %zu file%s\n", clip.files.size(), clip.files.size() == 1 ? "" : "s");
+    PrintValues(clip.AgreedValues(), 2);
+    for (const Clip::Disagreement& disagreement : clip.Disagreements()) {
+        std::printf("  the files disagree on %s\n", disagreement.key.c_str());
+        for (size_t i = 0; i < clip.files.size(); ++i) {
+            std::printf("    %s: %s\n", clip.files[i].path.c_str(), Plain(disagreement.values[i]).c_str());
+        }
+    }
+    for (const FileInfo& file : clip.files) {
+        nlohmann::ordered_json values = file.Json();
+        std::printf("%s: %s\n", file.path.c_str(), file.verdict.Text().c_str());
+        values.erase("path");
+        values.erase("verdict");
+        PrintValues(values, 2);
+    }
+}
+
+ExitStatus Info(const Options& o) {
+    const auto [clips, status] = FindClips(o.files, o.only);
+    bool findings = false;
+    nlohmann::ordered_json documents = nlohmann::ordered_json::array();
+    for (const Clip& clip : clips) {
+        findings = findings || !clip.Disagreements().empty();
+        for (const FileInfo& file : clip.files) findings = findings || file.verdict.kind != Verdict::Kind::kClosed;
+        if (!o.json) {
+            PrintClip(clip);
+            continue;
+        }
+        nlohmann::ordered_json document{{"clip", clip.AgreedValues()}, {"files", nlohmann::ordered_json::array()}};
+        for (const FileInfo& file : clip.files) document["files"].push_back(file.Json());
+        document["disagreements"] = DisagreementsJson(clip);
+        documents.push_back(std::move(document));
+    }
+    if (o.json) {
+        nlohmann::ordered_json out{{"schema", "kmxf/1"}};
+        if (documents.size() == 1) {
+            out.update(documents.front());
+        } else {
+            out["clips"] = std::move(documents);
+        }
+        std::printf("%s\n", out.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
+    }
+    return findings && status == ExitStatus::kDone ? ExitStatus::kFindings : status;
+}
+
+}  // namespace
+
+Run AddInfo(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    Options& o = *options;
+    CLI::App* info = app.add_subcommand("info", "Tells what a clip is and whether it is whole");
+    info->add_option("FILE", o.files, "A file of the clip, or its folder")->required();
+    info->add_flag("--json", o.json, "One JSON document");
+    info->add_flag("--only", o.only, "Only the files named, not their clips");
+    return [options] { return Info(*options); };
+}
+
+}  // namespace kmxf::program

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+// One line on standard error that says how far a copy is: bytes, frames, rate, time left.
+namespace kmxf::program {
+
+class Progress {
+public:
+    // totalBytes 0: not known. bytesPerFrame 0: frames are not shown.
+    Progress(std::string what, uint64_t totalBytes, uint32_t bytesPerFrame);
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+    ~Progress();
+
+    void Advance(uint64_t bytes);
+
+private:
+    using Clock = std::chrono::steady_clock;
+    void Show(Clock::time_point now);
+
+    std::string what_;
+    uint64_t total_;
+    uint32_t bytesPerFrame_;
+    bool shown_;
+    bool drawn_ = false;
+    uint64_t done_ = 0;
+    Clock::time_point start_;
+    Clock::time_point next_;
+};
+
+}  // namespace kmxf::program

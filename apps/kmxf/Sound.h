@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+// Sound as WAV files, sample by sample; the samples in MXF are little-endian PCM of 16 or 24 bits.
+namespace kmxf::program {
+
+class WavInput {
+public:
+    // bits 0: as the file has them. Throws Failure when it is no sound file, or one whose rate or samples do not fit.
+    WavInput(const std::string& path, uint32_t bits);
+    ~WavInput();
+    WavInput(const WavInput&) = delete;
+    WavInput& operator=(const WavInput&) = delete;
+
+    const std::string& Path() const { return path_; }
+    uint32_t Channels() const;
+    uint32_t SamplingRate() const;
+    uint32_t BytesPerSample() const { return bytesPerSample_; }
+    int64_t Samples() const;  // of each channel
+
+    // The next samples of every channel: channels[c] gets up to `count` samples of BytesPerSample() bytes. Returns how
+    // many.
+    int64_t Read(int64_t count, std::vector<std::vector<uint8_t>>& channels);
+
+private:
+    struct File;
+    std::string path_;
+    std::unique_ptr<File> file_;
+    uint32_t bytesPerSample_ = 0;
+    std::vector<int32_t> interleaved_;
+};
+
+class WavOutput {
+public:
+    // Writes `size` bytes of samples to an open descriptor, which stays the caller's. 64-bit sizes (RF64) are used only
+    // where they are needed.
+    WavOutput(int descriptor, const std::string& path, uint32_t samplingRate, uint32_t bytesPerSample, uint64_t size);
+    ~WavOutput();
+    WavOutput(const WavOutput&) = delete;
+    WavOutput& operator=(const WavOutput&) = delete;
+
+    void Write(std::span<const uint8_t> samples);
+    void Close();
+
+private:
+    struct File;
+    std::string path_;
+    std::unique_ptr<File> file_;
+};
+
+}  // namespace kmxf::program
