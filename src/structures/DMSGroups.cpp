@@ -7,12 +7,12 @@
 #include <type_traits>
 
 #include "core/Bytes.h"
+#include "core/FieldText.h"
 #include "core/HandOut.h"
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
 #include "core/LocalTags.h"
 #include "core/Lookup.h"
-#include "kmxf/core/Convert.h"
 #include "kmxf/core/KLV.h"
 #include "kmxf/core/Status.h"
 
@@ -163,21 +163,8 @@ std::vector<uint8_t> CDMSGroup::Value(const MXFKEYTag& key, uint16_t tag) const 
     return {};
 }
 
-std::string CDMSGroup::Text(const MXFKEYTag& key, uint16_t tag) const {
-    const std::vector<uint8_t> value = Value(key, tag);
-    // A full field has no terminator; one unit more gives it one.
-    std::vector<uint16_t> units;
-    for (ByteReader reader(value); reader.Remaining() >= 2;) units.push_back(reader.U16());
-    units.push_back(0);
-    std::string text(static_cast<size_t>(UTF16ToUTF8(units.data(), nullptr)), '\0');
-    UTF16ToUTF8(units.data(), text.data());
-    return text;
-}
-
-std::string CDMSGroup::Raw(const MXFKEYTag& key, uint16_t tag) const {
-    const std::vector<uint8_t> value = Value(key, tag);
-    return {value.begin(), std::find(value.begin(), value.end(), uint8_t{0})};
-}
+std::string CDMSGroup::Text(const MXFKEYTag& key, uint16_t tag) const { return UTF16FieldText(Value(key, tag)); }
+std::string CDMSGroup::Raw(const MXFKEYTag& key, uint16_t tag) const { return RawFieldText(Value(key, tag)); }
 
 CDMSClip::CDMSClip(uint32_t videoStd) : CDMSGroup(videoStd) {}
 

@@ -1,7 +1,6 @@
 #include "kmxf/writer/CreateMXFBase.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <span>
 
 #include "collaborators/Guards.h"
@@ -12,6 +11,7 @@
 #include "kmxf/core/Status.h"
 #include "kmxf/core/VideoStandard.h"
 #include "kmxf/writer/OpAtomBase.h"
+#include "writer/OwnPieces.h"
 
 namespace kmxf {
 
@@ -24,15 +24,6 @@ constexpr uint32_t kReadBackUnit = 32768;
 constexpr uint32_t kAVCIHeaderSize = 512;
 constexpr size_t kFileNameCapacity = 256;  // with its terminator
 
-// Bytes that a builder handed out.
-struct BuiltBytes {
-    BuiltBytes() = default;
-    BuiltBytes(const BuiltBytes&) = delete;
-    BuiltBytes& operator=(const BuiltBytes&) = delete;
-    ~BuiltBytes() { std::free(data); }
-    uint8_t* data = nullptr;
-};
-
 bool HasBytes(const std::string& text, size_t most) { return !text.empty() && text.size() <= most; }
 
 }  // namespace
@@ -40,7 +31,7 @@ bool HasBytes(const std::string& text, size_t most) { return !text.empty() && te
 CCreateMXFBase::Settings::Settings()
     : company("Kestralin"), product("Jq"), version("2.0"), productUID(kDefaultProductUID) {}
 
-CCreateMXFBase::CCreateMXFBase() = default;
+CCreateMXFBase::CCreateMXFBase() : ownPieces_(std::make_unique<OwnPieces>()) {}
 CCreateMXFBase::~CCreateMXFBase() { FileClose(); }
 
 uint32_t CCreateMXFBase::GetOpenFlag() { return kOpenCreate; }
@@ -246,8 +237,8 @@ void CCreateMXFBase::CallbackForWriteComplete(uint64_t id, int32_t status, int32
     }
     if (tag != kHeaderPiece && tag != kFooterPiece) {
         if (IFileIOCallback* callback = callback_) callback->CallbackForWriteComplete(id, status, tag);
-    } else if (HasPending()) {
-        if (PieceAllocator allocator(stream_); allocator) allocator.Free(TakeOldestPending());
+    } else {
+        ownPieces_->FreeOldest(stream_);
     }
 }
 
@@ -338,10 +329,7 @@ int32_t CCreateMXFBase::WriteBytes(const LogPlace& place, PieceAllocator& alloca
 
 int32_t CCreateMXFBase::WriteOwnPiece(StreamPiece* piece, int32_t tag) {
     if (piece == nullptr) return kCountFailed;
-    {
-        const ScopedLock lock(pendingMutex_);  // queued first: the completion may come inside Write
-        pending_.push_back(piece);
-    }
+    ownPieces_->Add(piece);
     return WriteStreamPiece(piece, tag);
 }
 
@@ -353,24 +341,10 @@ int32_t CCreateMXFBase::WriteStreamPiece(StreamPiece* piece, int32_t tag) {
     return GiveUp("CCreateMXFBase::WriteStreamPiece", "Write Error.", kCountFailed);
 }
 
-bool CCreateMXFBase::HasPending() {
-    const ScopedLock lock(pendingMutex_);
-    return !pending_.empty();
-}
-
-StreamPiece* CCreateMXFBase::TakeOldestPending() {
-    const ScopedLock lock(pendingMutex_);
-    if (pending_.empty()) return nullptr;
-    StreamPiece* const piece = pending_.front();
-    pending_.pop_front();
-    return piece;
-}
-
 int32_t CCreateMXFBase::FileClose() {
     if (opened_ && !stream_->Close()) Report("CCreateMXFBase::FileClose", kSourceFile, "FileClose Error.");
     opened_ = false;
-    // A piece whose write failed may never have been completed, or there was no allocator to give it back to.
-    while (StreamPiece* piece = TakeOldestPending()) PieceAllocator(stream_).Free(piece);
+    ownPieces_->FreeAll(stream_);
     builder_.reset();
     return kStatusOk;
 }

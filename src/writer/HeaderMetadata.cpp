@@ -13,9 +13,6 @@ bool IsWithin(uint32_t trackCode, uint32_t mask) { return (trackCode & mask) == 
 bool IsTimecodeCode(uint32_t trackCode) { return IsWithin(trackCode, kTrackCodeTimecode); }
 bool IsSoundCode(uint32_t trackCode) { return IsWithin(trackCode, 0x300FF); }
 
-// Durations come from the caller as they are; sums of absurd ones wrap.
-int64_t Sum(int64_t a, int64_t b) { return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b)); }
-
 MXFRATIONALTag EditRate(const ClipFormat& format, uint32_t trackCode) {
     if (IsTimecodeCode(trackCode)) return GetTimecodeEditRate(format.videoStd);
     if (IsSoundCode(trackCode)) return GetAudioEditRate(format.samplesPerSec);
@@ -28,6 +25,10 @@ std::variant<CTimecodeComponent, CSourceComponent> Component(const ClipFormat& f
 }
 
 }  // namespace
+
+bool NeverDrops(uint32_t videoStd) {
+    return videoStd == VIDEO_STD_50I || videoStd == VIDEO_STD_25P || videoStd == VIDEO_STD_50P;
+}
 
 PackageTrack::PackageTrack(const ClipFormat& format, uint32_t trackCode, uint32_t trackID, uint32_t trackNumber,
                            bool spanned)
@@ -76,6 +77,8 @@ void PackageTrack::SetDuration(int64_t frames) {
     UpdateDurations();
 }
 
+void PackageTrack::SetOrigin(int64_t frames) { track_.SetOrigin(EditUnits(frames)); }
+
 void PackageTrack::SetFillerDuration(int64_t frames) {
     if (!spanned_) return;
     fillerFrames_ = frames;
@@ -96,19 +99,38 @@ void PackageTrack::SetSource(const MXFUMIDTag& package, uint32_t trackID) {
     }
 }
 
+PackageTrack& EssencePackage::AddTrack(PackageTrack track) {
+    package.AddTrack(track.InstanceUID());
+    return tracks.emplace_back(std::move(track));
+}
+
+EssenceDescriptor::EssenceDescriptor(Any any, std::optional<CH264EssenceSubDescriptor> sub)
+    : descriptor(std::move(any)), subDescriptor(std::move(sub)) {
+    if (!subDescriptor) return;
+    if (auto* picture = dynamic_cast<CCDCIEssenceDescriptor*>(&Common())) {
+        picture->AddSubDescriptor(subDescriptor->GetInstanceUID());
+    }
+}
+
 CFileDescriptor& EssenceDescriptor::Common() {
     return std::visit([](auto& held) -> CFileDescriptor& { return held; }, descriptor);
 }
 
-HeaderMetadata::HeaderMetadata(const ClipFormat& format) : videoStd_(format.videoStd) {
+HeaderMetadata::HeaderMetadata(const ClipFormat& format) : essenceContainers(1), videoStd_(format.videoStd) {
     MXFKEYTag generation;
     CreateUUID(&generation);
     identification.SetThisGenerationUID(generation);
     preface.SetIdentification(identification.GetInstanceUID());
     preface.SetContentStorage(contentStorage.GetInstanceUID());
     contentStorage.AddPackage(materialPackage.GetInstanceUID());
-    contentStorage.AddPackage(filePackage.GetInstanceUID());
-    contentStorage.AddEssenceContainerData(essenceContainerData.GetInstanceUID());
+    contentStorage.AddPackage(filePackage.package.GetInstanceUID());
+    contentStorage.AddEssenceContainerData(essenceContainers.front().GetInstanceUID());
+}
+
+CEssenceContainerData& HeaderMetadata::AddEssenceContainer() {
+    CEssenceContainerData& container = essenceContainers.emplace_back();
+    contentStorage.AddEssenceContainerData(container.GetInstanceUID());
+    return container;
 }
 
 PackageTrack& HeaderMetadata::AddMaterialTrack(PackageTrack track) {
@@ -116,38 +138,35 @@ PackageTrack& HeaderMetadata::AddMaterialTrack(PackageTrack track) {
     return materialTracks.emplace_back(std::move(track));
 }
 
-PackageTrack& HeaderMetadata::AddFileTrack(PackageTrack track) {
-    filePackage.AddTrack(track.InstanceUID());
-    return fileTracks.emplace_back(std::move(track));
-}
-
-void HeaderMetadata::AddDescriptor(EssenceDescriptor descriptor) {
-    std::visit(
-        [&](auto& held) {
-            filePackage.SetDescriptor(held.GetInstanceUID());
-            if constexpr (requires { held.AddSubDescriptor(MXFKEYTag{}); }) {
-                if (descriptor.subDescriptor) held.AddSubDescriptor(descriptor.subDescriptor->GetInstanceUID());
-            }
-        },
-        descriptor.descriptor);
-    descriptors.push_back(std::move(descriptor));
-}
-
-void HeaderMetadata::SetDuration(int64_t frames) {
-    for (PackageTrack& track : materialTracks) track.SetDuration(frames);
-    for (PackageTrack& track : fileTracks) track.SetDuration(frames);
+EssencePackage& HeaderMetadata::AddSoundPackage() {
+    EssencePackage& added = soundPackages.emplace_back();
+    contentStorage.AddPackage(added.package.GetInstanceUID());
+    return added;
 }
 
 void HeaderMetadata::SetCreationDate(const MXFTIMESTAMPTag& date) {
     materialPackage.SetPackageCreationDate(date);
-    filePackage.SetPackageCreationDate(date);
+    filePackage.package.SetPackageCreationDate(date);
+    for (EssencePackage& each : soundPackages) each.package.SetPackageCreationDate(date);
 }
 
 void HeaderMetadata::SetModifiedDate(const MXFTIMESTAMPTag& date) {
     preface.SetLastModifiedDate(date);
     identification.SetModificationDate(date);
     materialPackage.SetPackageModifiedDate(date);
-    filePackage.SetPackageModifiedDate(date);
+    filePackage.package.SetPackageModifiedDate(date);
+    for (EssencePackage& each : soundPackages) each.package.SetPackageModifiedDate(date);
+}
+
+int32_t HeaderMetadata::SetIdentification(const std::string& company, const std::string& product,
+                                          const std::string& version, const uint8_t* productUID) {
+    identification.SetProductUID(ByteReader({productUID, sizeof(MXFKEYTag)}).Key());
+    int32_t status = kStatusOk;
+    for (const int32_t each : {identification.SetCompanyName(company), identification.SetProductName(product),
+                               identification.SetVersionString(version)}) {
+        if (each != kStatusOk) status = each;
+    }
+    return status;
 }
 
 int32_t HeaderMetadata::SetDescriptiveMetadata(const CDescriptiveMetadata& metadata, const MXFKEYTag& sceneScheme) {
@@ -174,6 +193,8 @@ int32_t HeaderMetadata::SetDescriptiveMetadata(const CDescriptiveMetadata& metad
 
 CPreface HeaderMetadata::LinkedPreface() const {
     CPreface linked = preface;
+    if (xml) linked.AddDMScheme(kDMSchemeXML);
+    if (thumbnail) linked.AddDMScheme(kDMSchemeThumbnail);
     if (clip_) linked.AddDMScheme(kDMSchemeClip);
     if (scene_) linked.AddDMScheme(sceneScheme_);
     return linked;
@@ -181,6 +202,8 @@ CPreface HeaderMetadata::LinkedPreface() const {
 
 CMaterialPackage HeaderMetadata::LinkedMaterialPackage() const {
     CMaterialPackage linked = materialPackage;
+    if (xml) linked.AddTrack(xml->GetTrackInstanceUID());
+    if (thumbnail) linked.AddTrack(thumbnail->GetTrackInstanceUID());
     if (clip_) linked.AddTrack(clip_->GetTrackInstanceUID());
     if (scene_) linked.AddTrack(scene_->GetTrackInstanceUID());
     return linked;

@@ -15,8 +15,17 @@
 #include "kmxf/structures/DescriptiveMetadata.h"
 #include "kmxf/structures/Descriptors.h"
 #include "kmxf/structures/Sets.h"
+#include "structures/MultipleDescriptor.h"
 
 namespace kmxf {
+
+// Durations come from the caller as they are: sums of absurd ones wrap.
+inline int64_t Sum(int64_t a, int64_t b) {
+    return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
+}
+inline int64_t Difference(int64_t a, int64_t b) {
+    return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
+}
 
 // What the tracks of one clip have in common.
 struct ClipFormat {
@@ -36,6 +45,7 @@ public:
     MXFKEYTag InstanceUID() const { return track_.GetInstanceUID(); }
 
     void SetDuration(int64_t frames);
+    void SetOrigin(int64_t frames);                               // what the essence has in front of the clip
     void SetFillerDuration(int64_t frames);                       // no effect without a filler
     void SetStartTimecode(int64_t frames, bool drop);             // timecode tracks only
     void SetSource(const MXFUMIDTag& package, uint32_t trackID);  // essence tracks only
@@ -64,12 +74,32 @@ private:
     std::variant<CTimecodeComponent, CSourceComponent> component_;
 };
 
+// A package of essence, with its tracks.
+struct EssencePackage {
+    PackageTrack& AddTrack(PackageTrack track);
+
+    template <class Visit>
+    void VisitSets(Visit visit) {
+        visit(package);
+        for (PackageTrack& track : tracks) track.VisitSets(visit);
+    }
+
+    CFilePackage package;
+    std::vector<PackageTrack> tracks;
+};
+
 // An essence descriptor, with the sub-descriptor it refers to.
 struct EssenceDescriptor {
-    std::variant<CCDCIEssenceDescriptor, CMPEGEssenceDescriptor, CAESEssenceDescriptor> descriptor;
-    std::optional<CH264EssenceSubDescriptor> subDescriptor;
+    using Any = std::variant<CCDCIEssenceDescriptor, CMPEGEssenceDescriptor, CAESEssenceDescriptor,
+                             CDataEssenceDescriptor, MultipleDescriptor>;
+
+    explicit EssenceDescriptor(Any any, std::optional<CH264EssenceSubDescriptor> sub = std::nullopt);
 
     CFileDescriptor& Common();
+    MXFKEYTag InstanceUID() { return Common().GetInstanceUID(); }
+
+    Any descriptor;
+    std::optional<CH264EssenceSubDescriptor> subDescriptor;
 };
 
 // The header metadata of one file: every set that describes it, linked, in the order of the file. A value: a copy keeps
@@ -81,21 +111,24 @@ public:
     CPreface preface;
     CIdentification identification;
     CContentStorage contentStorage;
-    CEssenceContainerData essenceContainerData;
+    std::vector<CEssenceContainerData> essenceContainers;  // one at first
     CMaterialPackage materialPackage;
     std::vector<PackageTrack> materialTracks;
-    CFilePackage filePackage;
-    std::vector<PackageTrack> fileTracks;
+    EssencePackage filePackage;
     std::vector<EssenceDescriptor> descriptors;
+    std::vector<EssencePackage> soundPackages;  // for sound that is not in the file package
+    // Groups that stand in areas of their own, not in this metadata, and are linked from here.
+    std::optional<CDMSKestralinStatic> xml;
+    std::optional<CDMSKestralinEvent> thumbnail;
 
+    CEssenceContainerData& AddEssenceContainer();
     PackageTrack& AddMaterialTrack(PackageTrack track);
-    PackageTrack& AddFileTrack(PackageTrack track);
-    // The descriptor of the file package; its sub-descriptor is linked.
-    void AddDescriptor(EssenceDescriptor descriptor);
+    EssencePackage& AddSoundPackage();
 
-    void SetDuration(int64_t frames);  // every track of both packages
     void SetCreationDate(const MXFTIMESTAMPTag& date);
     void SetModifiedDate(const MXFTIMESTAMPTag& date);
+    int32_t SetIdentification(const std::string& company, const std::string& product, const std::string& version,
+                              const uint8_t* productUID);
     int32_t SetDescriptiveMetadata(const CDescriptiveMetadata& metadata, const MXFKEYTag& sceneScheme);
 
     uint32_t GetLength();
@@ -114,17 +147,17 @@ private:
         visit(LinkedPreface());
         visit(identification);
         visit(contentStorage);
-        visit(essenceContainerData);
+        for (CEssenceContainerData& container : essenceContainers) visit(container);
         visit(LinkedMaterialPackage());
         for (PackageTrack& track : materialTracks) track.VisitSets(visit);
         if (clip_) visit(*clip_);
         if (scene_) visit(*scene_);
-        visit(filePackage);
-        for (PackageTrack& track : fileTracks) track.VisitSets(visit);
+        filePackage.VisitSets(visit);
         for (EssenceDescriptor& each : descriptors) {
             std::visit(visit, each.descriptor);
             if (each.subDescriptor) visit(*each.subDescriptor);
         }
+        for (EssencePackage& package : soundPackages) package.VisitSets(visit);
     }
 
     uint32_t videoStd_;
@@ -133,6 +166,9 @@ private:
     std::optional<CDMSScene> scene_;
     MXFKEYTag sceneScheme_;
 };
+
+// Whether a clip of this standard counts its timecode without dropping, whatever is asked.
+bool NeverDrops(uint32_t videoStd);
 
 // Writes a structure at the writer's position: a set, a pack, a group. False when it fails to serialise or does not
 // fit.

@@ -20,20 +20,17 @@ constexpr uint32_t kElementHeadSize = 24;  // key, and the length as 0x87 and 7 
 constexpr uint32_t kIndexSID = 1;
 constexpr uint32_t kBodySID = 2;
 
-bool NeverDrops(uint32_t videoStd) {
-    return videoStd == VIDEO_STD_50I || videoStd == VIDEO_STD_25P || videoStd == VIDEO_STD_50P;
-}
-
 }  // namespace
 
 void COpAtomBase::Parts::SetEssence(const ClipFormat& format, const MXFKEYTag& key, uint32_t trackCode,
                                     const MXFKEYTag& container, EssenceDescriptor descriptor) {
     elementKey = key;
     const uint32_t trackNumber = ByteReader(std::span(key.bytes).last(4)).U32();
-    metadata.AddFileTrack(PackageTrack(format, trackCode, kFileTrackID, trackNumber, false));
+    metadata.filePackage.AddTrack(PackageTrack(format, trackCode, kFileTrackID, trackNumber, false));
     descriptor.Common().SetLinkedTrackID(kFileTrackID);
     descriptor.Common().SetEssenceContainer(container);
-    metadata.AddDescriptor(std::move(descriptor));
+    metadata.filePackage.package.SetDescriptor(descriptor.Common().GetInstanceUID());
+    metadata.descriptors.push_back(std::move(descriptor));
     metadata.preface.AddEssenceContainer(container);
     for (CPartition* pack : {&headerPartition, &bodyPartition, &footerPartition}) pack->AddEssenceContainer(container);
 }
@@ -78,9 +75,9 @@ COpAtomBase::Parts& COpAtomBase::BuildClip() {
     parts_ = std::make_unique<Parts>(format);
     HeaderMetadata& metadata = parts_->metadata;
     metadata.preface.SetPrimaryPackageFlag(true);
-    metadata.preface.SetPrimaryPackage(metadata.filePackage.GetInstanceUID());
-    metadata.essenceContainerData.SetIndexSID(kIndexSID);
-    metadata.essenceContainerData.SetBodySID(kBodySID);
+    metadata.preface.SetPrimaryPackage(metadata.filePackage.package.GetInstanceUID());
+    metadata.essenceContainers.front().SetIndexSID(kIndexSID);
+    metadata.essenceContainers.front().SetBodySID(kBodySID);
 
     metadata.materialTracks.reserve(1 + GetPictureTrackNum(clipType_) + GetSoundTrackNum(clipType_));
     uint32_t trackID = 0;
@@ -109,7 +106,9 @@ void COpAtomBase::ReferToFilePackage(Kind kind, uint32_t channel, const MXFUMIDT
 
 int32_t COpAtomBase::SetDuration(int64_t duration) {
     if (!parts_) return kStatusWrongState;
-    parts_->metadata.SetDuration(duration);
+    HeaderMetadata& metadata = parts_->metadata;
+    for (PackageTrack& track : metadata.materialTracks) track.SetDuration(duration);
+    for (PackageTrack& track : metadata.filePackage.tracks) track.SetDuration(duration);
     return kStatusOk;
 }
 
@@ -161,8 +160,8 @@ int32_t COpAtomBase::SetPackageName(const std::string& utf8) {
 int32_t COpAtomBase::SetUMID(MXFUMIDTag umid) {
     if (!parts_) return kStatusWrongState;
     HeaderMetadata& metadata = parts_->metadata;
-    metadata.filePackage.SetPackageUID(umid);
-    metadata.essenceContainerData.SetLinkedPackageUID(umid);
+    metadata.filePackage.package.SetPackageUID(umid);
+    metadata.essenceContainers.front().SetLinkedPackageUID(umid);
     if (!parts_->ownMaterialUMID) metadata.materialPackage.SetPackageUID(umid);
     return kStatusOk;
 }
@@ -190,14 +189,7 @@ int32_t COpAtomBase::SetIdentification(const std::string& company, const std::st
                                        const std::string& version, const uint8_t* productUID) {
     if (productUID == nullptr) return kStatusInvalidArgument;
     if (!parts_) return kStatusWrongState;
-    CIdentification& identification = parts_->metadata.identification;
-    identification.SetProductUID(ByteReader({productUID, sizeof(MXFKEYTag)}).Key());
-    int32_t status = kStatusOk;
-    for (const int32_t each : {identification.SetCompanyName(company), identification.SetProductName(product),
-                               identification.SetVersionString(version)}) {
-        if (each != kStatusOk) status = each;
-    }
-    return status;
+    return parts_->metadata.SetIdentification(company, product, version, productUID);
 }
 
 int32_t COpAtomBase::GetHeaderData(uint8_t** data) {

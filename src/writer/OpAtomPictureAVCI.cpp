@@ -26,7 +26,7 @@ int32_t COpAtomPictureAVCI::Initialize() {
     }
     Parts& parts = BuildClip();
     parts.SetEssence({videoStd_, samplesPerSec_}, kAVCIntraElementKey, kTrackCodePicture, kAVCIntraContainerLabel,
-                     {std::move(descriptor), CH264EssenceSubDescriptor(videoStd_, compType_)});
+                     EssenceDescriptor(std::move(descriptor), CH264EssenceSubDescriptor(videoStd_, compType_)));
     // An edit unit of its own for the first frame, which the parameter sets precede.
     const uint32_t frameSize = GetFrameDataSize(videoStd_, compType_);
     const MXFRATIONALTag editRate = GetVideoEditRate(videoStd_);

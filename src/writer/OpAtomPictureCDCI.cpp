@@ -27,7 +27,7 @@ int32_t COpAtomPictureCDCI::Initialize() {
     }
     Parts& parts = BuildClip();
     parts.SetEssence({videoStd_, samplesPerSec_}, kDVElementKey, kTrackCodePicture, container,
-                     {std::move(descriptor), std::nullopt});
+                     EssenceDescriptor(std::move(descriptor)));
     parts.AddIndexSegment(CIndexCommon(1, 0, 0, 0), GetVideoEditRate(videoStd_), 0, frameSize);
     return kStatusOk;
 }

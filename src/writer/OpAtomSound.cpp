@@ -27,7 +27,7 @@ int32_t COpAtomSound::Initialize() {
 
     Parts& parts = BuildClip();
     parts.SetEssence({videoStd_, samplesPerSec_}, kAES3ElementKey, kTrackCodeSound, kAES3ClipContainerLabel,
-                     {std::move(descriptor), std::nullopt});
+                     EssenceDescriptor(std::move(descriptor)));
     parts.AddIndexSegment(CIndexCommon(0, 1, 0, 0), rate, 0, bytesPerSample);
     return kStatusOk;
 }

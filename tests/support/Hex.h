@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -51,8 +52,10 @@ inline std::string HexLine(std::span<const uint8_t> bytes, size_t offset) {
 
 // EXPECT_TRUE(SameBytes(expected, actual)): says where they begin to differ, and shows the lines from there on.
 inline testing::AssertionResult SameBytes(std::span<const uint8_t> expected, std::span<const uint8_t> actual) {
+    const bool same = expected.size() == actual.size() &&
+                      (expected.empty() || std::memcmp(expected.data(), actual.data(), expected.size()) == 0);
+    if (same) return testing::AssertionSuccess();
     const auto [e, a] = std::mismatch(expected.begin(), expected.end(), actual.begin(), actual.end());
-    if (e == expected.end() && a == actual.end()) return testing::AssertionSuccess();
     const auto difference = static_cast<size_t>(e - expected.begin());
     auto result = testing::AssertionFailure();
     result << "sizes " << expected.size() << " (expected) and " << actual.size() << " (actual), first difference at "

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <string>
 
@@ -17,6 +16,7 @@
 namespace kmxf {
 
 class COpAtomBase;
+class OwnPieces;
 class PieceAllocator;
 struct LogPlace;
 
@@ -184,6 +184,8 @@ protected:
     // `place` and its status returned; with `strict` false only SetDuration and SetDMS can fail.
     int32_t PassRecording(const LogPlace& place, const char* sourceFile, bool strict);
     int32_t PassTexts(const LogPlace& place, const char* sourceFile, bool strict);
+    // What made the file; a text that does not fit leaves its field empty.
+    int32_t PassIdentification();
 
     Settings settings_;
     std::string fileName_;
@@ -202,19 +204,12 @@ private:
     int32_t WriteFooter(PieceAllocator& allocator);
     int32_t RewriteHeader(PieceAllocator& allocator);
     int32_t ReadFirstUnit(StreamPiece* piece, uint32_t size);
-    int32_t PassIdentification();
-    bool HasPending();
-    StreamPiece* TakeOldestPending();
 
     bool opened_ = false;
     bool headerWritten_ = false;  // not told by the data size, which ReadBack can bring back to 0
     std::atomic<IFileIOCallback*> callback_{nullptr};
     Mutex mutex_;
-
-    // Pieces of the writer's own that are being written, oldest first. The client's thread adds, the stream's thread
-    // takes: their lock is held for that alone, never while the stream or the client is called.
-    Mutex pendingMutex_;
-    std::deque<StreamPiece*> pending_;
+    std::unique_ptr<OwnPieces> ownPieces_;
 };
 
 }  // namespace kmxf
