@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <numeric>
 #include <set>
 
 #include "Program.h"
@@ -43,12 +44,15 @@ std::string Canonical(const std::string& path) {
     return error ? path : whole.string();
 }
 
-// Puts files together that share a material UMID, in the order of the first of each clip.
+// Puts files together that share a material UMID, in the order of the first of each clip. An OP-1b file is a clip by
+// itself.
 std::vector<Clip> Group(std::vector<FileInfo> files) {
     std::vector<Clip> clips;
     for (FileInfo& file : files) {
         const auto clip = std::find_if(clips.begin(), clips.end(), [&](const Clip& each) {
-            return IsKnown(file.materialUmid) && each.files.front().materialUmid == file.materialUmid;
+            const FileInfo& first = each.files.front();
+            return !file.isOp1b && !first.isOp1b && IsKnown(file.materialUmid) &&
+                   first.materialUmid == file.materialUmid;
         });
         (clip == clips.end() ? clips.emplace_back() : *clip).files.push_back(std::move(file));
     }
@@ -109,7 +113,8 @@ nlohmann::ordered_json Clip::AgreedValues() const {
             if (json.contains(key)) agreed[key] = json[key];
         }
     }
-    agreed["channels"] = std::count_if(files.begin(), files.end(), [](const FileInfo& file) { return file.isAudio; });
+    agreed["channels"] = std::accumulate(files.begin(), files.end(), uint32_t{0},
+                                         [](uint32_t sum, const FileInfo& file) { return sum + file.channels; });
     return agreed;
 }
 

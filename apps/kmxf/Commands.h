@@ -14,5 +14,6 @@ Run AddWrap(CLI::App& app);
 Run AddUnwrap(CLI::App& app);
 Run AddInfo(CLI::App& app);
 Run AddFrames(CLI::App& app);
+Run AddEdit(CLI::App& app);
 
 }  // namespace kmxf::program

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <string_view>
 
+#include "LongGOP.h"
 #include "ParameterSets.h"
 #include "Program.h"
 #include "Text.h"
@@ -36,11 +38,6 @@ std::string Join(const std::vector<VideoFormat>& formats) {
     }
     return text;
 }
-
-struct Candidates {
-    std::vector<VideoFormat> formats;
-    std::optional<VideoFormat> preferred;  // when the essence itself settles it
-};
 
 Candidates DVCandidates(std::span<const uint8_t> head) {
     CDIFFrame frame;
@@ -151,7 +148,7 @@ void RequireFormatsParameterSets(std::span<const uint8_t> block, const VideoForm
     const auto ours = ParseSequenceParameterSet(FindNal(own, 7));
     const auto theirPictureSet = FindNal(block, 8);
     const auto ourPictureSet = FindNal(own, 8);
-    if (!theirs || !ours || theirs->decodingBits != ours->decodingBits ||
+    if (!theirs || !ours || theirs->decodingValues != ours->decodingValues ||
         !std::equal(theirPictureSet.begin(), theirPictureSet.end(), ourPictureSet.begin(), ourPictureSet.end())) {
         Fail(ExitStatus::kInput, file,
              "its parameter sets are not those of " + format.Text() +
@@ -159,22 +156,71 @@ void RequireFormatsParameterSets(std::span<const uint8_t> block, const VideoForm
     }
 }
 
+// Files that hold essence among other things.
+struct Container {
+    std::string_view name;
+    size_t offset;
+    std::string_view bytes;
+    size_t repeated = 0;  // so many bytes on they stand again
+};
+using namespace std::string_view_literals;
+constexpr auto kMXF = "an MXF"sv;
+constexpr Container kContainers[] = {
+    {kMXF, 0, "\x06\x0E\x2B\x34"sv},
+    {"an MP4 or QuickTime", 4, "ftyp"sv},
+    {"an MP4 or QuickTime", 4, "moov"sv},
+    {"an MP4 or QuickTime", 4, "mdat"sv},
+    {"an MP4 or QuickTime", 4, "wide"sv},
+    {"a Matroska or WebM", 0, "\x1A\x45\xDF\xA3"sv},
+    {"an MPEG transport stream", 0, "\x47"sv, 188},
+    {"an MPEG transport stream", 4, "\x47"sv, 192},
+    {"an MPEG program stream", 0, "\x00\x00\x01\xBA"sv},
+    {"an AVI", 8, "AVI "sv},
+    {"a Flash video", 0, "FLV\x01"sv},
+    {"an ASF", 0, "\x30\x26\xB2\x75\x8E\x66\xCF\x11"sv},
+    {"an Ogg", 0, "OggS"sv},
+};
+
+bool Holds(std::span<const uint8_t> head, size_t offset, std::string_view bytes) {
+    return head.size() >= offset + bytes.size() &&
+           std::equal(bytes.begin(), bytes.end(), head.begin() + static_cast<std::ptrdiff_t>(offset),
+                      [](char a, uint8_t b) { return static_cast<uint8_t>(a) == b; });
+}
+
+bool IsIn(const Container& container, std::span<const uint8_t> head) {
+    const size_t times = container.repeated == 0 ? 1 : 5;
+    for (size_t i = 0; i < times; ++i) {
+        if (!Holds(head, container.offset + i * container.repeated, container.bytes)) return false;
+    }
+    return true;
+}
+
+void RefuseContainers(std::span<const uint8_t> head, const std::string& file) {
+    for (const Container& container : kContainers) {
+        if (!IsIn(container, head)) continue;
+        Fail(
+            ExitStatus::kInput, file,
+            "is " + std::string(container.name) + " file; bare essence is needed: " +
+                (container.name == kMXF ? "unwrap it first"
+                                        : "take the picture out first, as \"ffmpeg -i FILE -c:v copy OUT.h264\" does") +
+                " (offset " + std::to_string(container.offset) + ")");
+    }
+}
+
 [[noreturn]] void Refuse(std::span<const uint8_t> head, const std::string& file) {
     const auto saw = [&](const std::string& what) { Fail(ExitStatus::kInput, file, what); };
     if (head.empty()) saw("is empty");
-    if (StartsWith(head, {0x06, 0x0E, 0x2B, 0x34})) saw("is an MXF file; bare essence is needed (offset 0)");
     if (StartsWith(head, {'R', 'I', 'F', 'F'})) saw("is a RIFF file; sound goes with --audio (offset 0)");
-    if (head.size() >= 8 && StartsWith(head.subspan(4), {'f', 't', 'y', 'p'})) {
-        saw("is an MP4 or QuickTime file; bare essence is needed (offset 4)");
-    }
     if (StartsWithStartCode(head)) {
         const auto sps = ParseSequenceParameterSet(FindNal(head, 7));
         if (!sps) saw("is H.264 without parameter sets, and no AVC-Intra frame size fits it (offset 0)");
+        static constexpr const char* kSamplings[] = {"4:0:0", "4:2:0", "4:2:2", "4:4:4"};
         saw("is H.264, profile " + std::to_string(sps->profile) + ", " + std::to_string(sps->width) + " x " +
-            std::to_string(sps->height) + (sps->interlaced ? " interlaced" : "") +
-            ", and no AVC-Intra frame size fits it (offset 0)");
+            std::to_string(sps->height) + (sps->interlaced ? " interlaced, " : ", ") + std::to_string(sps->bitDepth) +
+            " bit " + kSamplings[sps->chromaFormat % 4] +
+            ", and neither an AVC-Intra frame size nor a Long-GOP format fits it (offset 0)");
     }
-    saw("is no essence known here: neither DIF frames nor AVC-Intra; it begins with " +
+    saw("is no essence known here: neither DIF frames nor AVC-Intra nor Annex B H.264; it begins with " +
         Hex(head.data(), std::min<size_t>(head.size(), 8)) + " (offset 0)");
     throw Failure(ExitStatus::kInternal, file);
 }
@@ -183,6 +229,7 @@ void RequireFormatsParameterSets(std::span<const uint8_t> block, const VideoForm
 
 EssenceLayout DetectEssence(std::span<const uint8_t> head, uint64_t size, const FormatChoice& choice,
                             const std::string& file) {
+    RefuseContainers(head, file);
     if (const Candidates dv = DVCandidates(head); !dv.formats.empty()) return {Choose(dv, choice, file), false, false};
     if (StartsWithStartCode(head)) {
         const AVCIntraFound found = AVCIntraCandidates(head, size);
@@ -194,6 +241,9 @@ EssenceLayout DetectEssence(std::span<const uint8_t> head, uint64_t size, const 
             return *layout;
         }
     }
+    if (const Candidates longGOP = FindLongGOPFormats(head, choice.codec); !longGOP.formats.empty()) {
+        return {Choose(longGOP, choice, file), false, false};
+    }
     Refuse(head, file);
 }
 
@@ -203,34 +253,33 @@ EssenceInput::EssenceInput(const std::string& path, const FormatChoice& choice) 
     if (descriptor_ < 0 && interrupted) throw Failure(ExitStatus::kInterrupted, "interrupted");
     if (descriptor_ < 0) Fail(ExitStatus::kInput, path, "cannot be opened: " + ErrorText(errno));
     struct stat status {};
-    uint64_t size = 0;
     if (::fstat(descriptor_, &status) == 0) {
         if (S_ISDIR(status.st_mode)) Fail(ExitStatus::kInput, path, "is a folder");
         isFile_ = S_ISREG(status.st_mode);
-        if (S_ISREG(status.st_mode)) size = static_cast<uint64_t>(status.st_size);
+        if (isFile_) size_ = static_cast<uint64_t>(status.st_size);
     }
     ::posix_fadvise(descriptor_, 0, 0, POSIX_FADV_SEQUENTIAL);
     head_.resize(kHeadSize);
     head_.resize(ReadFile(head_));
     // What Ctrl-C ended is not the whole of it.
-    if (standardInput && head_.size() < kHeadSize && !interrupted) size = head_.size();
+    if (standardInput && head_.size() < kHeadSize && !interrupted) size_ = head_.size();
     try {
-        layout_ = DetectEssence(head_, size, choice, path_);
+        layout_ = DetectEssence(head_, size_, choice, path_);
     } catch (const Failure&) {
         if (interrupted) throw Failure(ExitStatus::kInterrupted, "interrupted");
         throw;
     }
 
     const uint64_t frame = layout_.format.FrameSize();
-    if (size != 0) {
+    if (size_ != 0 && frame != 0) {
         const uint64_t lead = layout_.blockFirst && !layout_.blockEveryFrame ? kParameterSetBlock : 0;
         const uint64_t stride = frame + (layout_.blockEveryFrame ? kParameterSetBlock : 0);
-        if ((size - lead) % stride != 0) {
+        if ((size_ - lead) % stride != 0) {
             Fail(ExitStatus::kInput, path_,
-                 "ends within frame " + std::to_string((size - lead) / stride) + " of " + layout_.format.Text() +
-                     " (offset " + std::to_string(size - (size - lead) % stride) + ")");
+                 "ends within frame " + std::to_string((size_ - lead) / stride) + " of " + layout_.format.Text() +
+                     " (offset " + std::to_string(size_ - (size_ - lead) % stride) + ")");
         }
-        frames_ = (size - lead) / stride;
+        frames_ = (size_ - lead) / stride;
         if (layout_.format.compType == COMP_TYPE_DV100_720P && *frames_ % 2 != 0) {
             Fail(ExitStatus::kInput, path_,
                  "holds " + std::to_string(*frames_) + " frames; those of dv100 720 come in pairs");
@@ -271,6 +320,13 @@ size_t EssenceInput::ReadRaw(std::span<uint8_t> room) {
     std::copy_n(left.begin(), fromHead, room.begin());
     headTaken_ += fromHead;
     return fromHead + ReadFile(room.subspan(fromHead));
+}
+
+std::unique_ptr<StreamBytes> EssenceInput::Stream() {
+    if (isFile_ && path_ != "-") {
+        if (auto stream = MappedStream(descriptor_, size_, path_)) return stream;
+    }
+    return PipedStream([this](std::span<uint8_t> room) { return ReadRaw(room); });
 }
 
 bool EssenceInput::CanMap() const {

@@ -9,8 +9,10 @@
 
 #include "Formats.h"
 #include "MappedPiece.h"
+#include "StreamBytes.h"
 
-// Bare picture essence as a user has it: DIF frames, or AVC-Intra frames with or without parameter-set blocks in front.
+// Bare picture essence as a user has it: DIF frames, AVC-Intra frames with or without parameter-set blocks in front, or
+// a Long-GOP stream.
 namespace kmxf::program {
 
 inline constexpr uint32_t kParameterSetBlock = 512;
@@ -33,7 +35,7 @@ struct EssenceLayout {
 EssenceLayout DetectEssence(std::span<const uint8_t> head, uint64_t size, const FormatChoice& choice,
                             const std::string& file);
 
-// The frames of a file ("-": standard input), without parameter-set blocks, in order.
+// A file of essence ("-": standard input).
 class EssenceInput {
 public:
     EssenceInput(const std::string& path, const FormatChoice& choice);
@@ -43,11 +45,17 @@ public:
 
     const VideoFormat& Format() const { return layout_.format; }
     const std::string& Path() const { return path_; }
-    std::optional<uint64_t> Frames() const { return frames_; }  // nothing: read to the end to know
-    std::span<const uint8_t> FirstFrame() const;
+    uint64_t Size() const { return size_; }  // in bytes; 0: not known
 
     // Live essence comes from a pipe and cannot be had again.
     bool IsLive() const { return !isFile_; }
+
+    // A Long-GOP stream from its first byte on; it ends with this object.
+    std::unique_ptr<StreamBytes> Stream();
+
+    // All else has frames of one size, which are given in order, without parameter-set blocks.
+    std::optional<uint64_t> Frames() const { return frames_; }  // nothing: read to the end to know
+    std::span<const uint8_t> FirstFrame() const;
 
     // Fills `room` with the next frame bytes; fewer only at the end, which may lie within a frame. Throws Failure when
     // reading fails.
@@ -69,6 +77,7 @@ private:
     EssenceLayout layout_;
     std::optional<uint64_t> frames_;
     bool isFile_ = false;
+    uint64_t size_ = 0;
     uint64_t position_ = 0;  // frame bytes handed out
     uint64_t offset_ = 0;    // bytes read of the file
 };

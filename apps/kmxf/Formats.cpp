@@ -1,6 +1,7 @@
 #include "Formats.h"
 
 #include "kmxf/core/VideoStandard.h"
+#include "kmxf/writer/CreateMXFOp1b.h"
 
 namespace kmxf::program {
 
@@ -18,7 +19,11 @@ constexpr CodecRow kCodecs[] = {
     {"dv100", "720", COMP_TYPE_DV100_720P, false},    {"avci50", "1080", COMP_TYPE_AVCI50_1080, false},
     {"avci50", "720", COMP_TYPE_AVCI50_720, false},   {"avci100", "1080", COMP_TYPE_AVCI100_1080, false},
     {"avci100", "720", COMP_TYPE_AVCI100_720, false}, {"avci200", "1080", COMP_TYPE_AVCI200_1080, false},
-    {"avci200", "720", COMP_TYPE_AVCI200_720, false},
+    {"avci200", "720", COMP_TYPE_AVCI200_720, false}, {"avclg6", "1080", COMP_TYPE_LONGG6_1080, false},
+    {"avclg6", "720", COMP_TYPE_LONGG6_720, false},   {"avclg12", "1080", COMP_TYPE_LONGG12_1080, false},
+    {"avclg12", "720", COMP_TYPE_LONGG12_720, false}, {"avclg25", "1080", COMP_TYPE_LONGG25_1080, false},
+    {"avclg25", "720", COMP_TYPE_LONGG25_720, false}, {"avclg50", "1080", COMP_TYPE_LONGG50_1080, false},
+    {"avclg50", "720", COMP_TYPE_LONGG50_720, false},
 };
 
 struct StandardRow {
@@ -37,10 +42,22 @@ const CodecRow* FindCodec(const VideoFormat& format) {
     return nullptr;
 }
 
+std::vector<VideoFormat> FormatsThat(bool (*accepted)(const VideoFormat&)) {
+    std::vector<VideoFormat> formats;
+    for (const CodecRow& codec : kCodecs) {
+        for (const StandardRow& standard : kStandards) {
+            const VideoFormat format{standard.videoStd, codec.compType, codec.consumerDV};
+            if (accepted(format)) formats.push_back(format);
+        }
+    }
+    return formats;
+}
+
 }  // namespace
 
 uint32_t VideoFormat::FrameSize() const { return GetFrameDataSize(videoStd, compType); }
 bool VideoFormat::IsAVCIntra() const { return IsAVCI(compType); }
+bool VideoFormat::IsLongGOP() const { return GetAVCBitRate(compType) != 0; }
 
 std::string VideoFormat::Codec() const {
     const CodecRow* row = FindCodec(*this);
@@ -58,16 +75,14 @@ std::string VideoFormat::Standard() const { return StandardName(videoStd); }
 std::string VideoFormat::Text() const { return Codec() + " " + Raster() + " " + Standard(); }
 
 const std::vector<VideoFormat>& AllVideoFormats() {
-    static const std::vector<VideoFormat> all = [] {
-        std::vector<VideoFormat> formats;
-        for (const CodecRow& codec : kCodecs) {
-            for (const StandardRow& standard : kStandards) {
-                const VideoFormat format{standard.videoStd, codec.compType, codec.consumerDV};
-                if (format.FrameSize() != 0) formats.push_back(format);
-            }
-        }
-        return formats;
-    }();
+    static const auto all = FormatsThat([](const VideoFormat& format) { return format.FrameSize() != 0; });
+    return all;
+}
+
+const std::vector<VideoFormat>& AllLongGOPFormats() {
+    static const auto all = FormatsThat([](const VideoFormat& format) {
+        return format.IsLongGOP() && CCreateMXFOp1b::CheckFormat(format.videoStd, format.compType);
+    });
     return all;
 }
 

@@ -16,8 +16,9 @@ struct VideoFormat {
     bool consumerDV = false;
 
     bool operator==(const VideoFormat&) const = default;
-    uint32_t FrameSize() const;
+    uint32_t FrameSize() const;  // 0: pictures differ in size
     bool IsAVCIntra() const;
+    bool IsLongGOP() const;
     std::string Codec() const;
     std::string Raster() const;
     std::string Standard() const;
@@ -26,6 +27,8 @@ struct VideoFormat {
 
 // Every combination that has a frame size.
 const std::vector<VideoFormat>& AllVideoFormats();
+// Every combination of AVC Long-GOP.
+const std::vector<VideoFormat>& AllLongGOPFormats();
 
 std::optional<uint32_t> StandardFromName(const std::string& name);
 std::string StandardName(uint32_t videoStd);

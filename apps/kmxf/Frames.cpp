@@ -1,27 +1,18 @@
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
-#include <vector>
 
 #include "Clip.h"
 #include "Commands.h"
 #include "FileInfo.h"
+#include "FrameLines.h"
 #include "Text.h"
-#include "kmxf/collaborators/Timecode.h"
-#include "kmxf/collaborators/VideoFrame.h"
 
 namespace kmxf::program {
 
 namespace {
-
-// What is looked at of a frame: its first DIF sequence, or the area of its first SEI messages.
-constexpr size_t kDIFSequenceSize = 12000;
-constexpr size_t kSEIAreaSize = 512;
 
 struct Options {
     std::string file;
@@ -30,47 +21,36 @@ struct Options {
     bool json = false, only = false;
 };
 
-struct FrameLine {
-    uint64_t number, offset, size;
-    std::string timecode, userBits;  // empty: the frame carries none
-};
-
-std::string TimecodeText(const VideoFormat& format, const uint8_t* packed) {
-    CTimecode timecode;
-    timecode.SetVideoStd(format.videoStd);
-    return timecode.SetData(packed) == 0 ? timecode.GetText() : "";
-}
-
-void ReadMarks(FrameLine& line, const VideoFormat& format, std::span<const uint8_t> frame) {
-    uint8_t timecode[4], userBits[4];
-    bool hasTimecode = false, hasUserBits = false;
-    const auto size = static_cast<uint32_t>(frame.size());
-    if (format.IsAVCIntra()) {
-        CAVCIFrame picture;
-        if (picture.SetFrameData(frame.data(), size) != 0) return;
-        hasTimecode = picture.GetTimecode(timecode, SEI_DATA_TYPE1) == 0;
-        hasUserBits = picture.GetUsersBit(userBits, SEI_DATA_TYPE1) == 0;
-    } else {
-        CDIFFrame picture;
-        if (picture.SetDIFData(frame.data(), size) != 0) return;
-        hasTimecode = picture.GetTimecode(timecode, 1) == 0;
-        hasUserBits = picture.GetUsersBit(userBits, SEI_DATA_TYPE1, 1) == 0;
-    }
-    if (hasTimecode) line.timecode = TimecodeText(format, timecode);
-    if (hasUserBits) line.userBits = Hex(userBits, sizeof userBits);
-}
+using Ull = unsigned long long;
 
 void Print(const FrameLine& line) {
-    std::printf("%8llu %14llu %8llu  %s  %s\n", static_cast<unsigned long long>(line.number),
-                static_cast<unsigned long long>(line.offset), static_cast<unsigned long long>(line.size),
-                line.timecode.empty() ? "--:--:--:--" : line.timecode.c_str(),
+    std::printf("%8llu %14llu %8llu  %s  %s", static_cast<Ull>(line.number), static_cast<Ull>(line.place.offset),
+                static_cast<Ull>(line.place.size), line.timecode.empty() ? "--:--:--:--" : line.timecode.c_str(),
                 line.userBits.empty() ? "--------" : line.userBits.c_str());
+    if (line.entry) {
+        const auto print = [](const char* what, const FrameLine::Place& place) {
+            std::printf("  %s %llu+%llu", what, static_cast<Ull>(place.offset), static_cast<Ull>(place.size));
+        };
+        std::printf("  %4d %4d  %02X", line.entry->temporalOffset, line.entry->keyFrameOffset, line.entry->flags);
+        if (line.entry->anc) print("anc", *line.entry->anc);
+        for (const FrameLine::Place& place : line.entry->audio) print("audio", place);
+    }
+    std::printf("\n");
 }
 
+nlohmann::ordered_json Json(const FrameLine::Place& place) { return {{"offset", place.offset}, {"size", place.size}}; }
+
 void PrintJson(const FrameLine& line, bool first) {
-    nlohmann::ordered_json json{{"frame", line.number}, {"offset", line.offset}, {"size", line.size}};
+    nlohmann::ordered_json json{{"frame", line.number}, {"offset", line.place.offset}, {"size", line.place.size}};
     if (!line.timecode.empty()) json["timecode"] = line.timecode;
     if (!line.userBits.empty()) json["user_bits"] = line.userBits;
+    if (line.entry) {
+        json["temporal_offset"] = line.entry->temporalOffset;
+        json["key_frame_offset"] = line.entry->keyFrameOffset;
+        json["flags"] = line.entry->flags;
+        for (const FrameLine::Place& place : line.entry->audio) json["audio"].push_back(Json(place));
+        if (line.entry->anc) json["anc"] = Json(*line.entry->anc);
+    }
     std::printf("%s    %s", first ? "" : ",\n", json.dump().c_str());
 }
 
@@ -88,18 +68,14 @@ FileInfo FileToList(const std::string& path) {
 
 ExitStatus Frames(const Options& o) {
     const FileInfo info = FileToList(o.file);
-    const auto frames = static_cast<uint64_t>(std::max<int64_t>(info.duration, 0));
+    const auto frames = static_cast<uint64_t>(std::max<int64_t>(info.frames, 0));
     if (o.from > frames) {
         Fail(ExitStatus::kInput, info.path,
              "has " + std::to_string(frames) + " frames; frame " + std::to_string(o.from) + " is not among them");
     }
     const uint64_t end = o.from + std::min(o.count.value_or(frames), frames - o.from);
 
-    const int descriptor = ::open(info.path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) Fail(ExitStatus::kInput, info.path, "cannot be opened: " + ErrorText(errno));
-    const std::shared_ptr<void> closer(nullptr, [descriptor](void*) { ::close(descriptor); });
-    std::vector<uint8_t> look(info.isVideo ? info.format->IsAVCIntra() ? kSEIAreaSize : kDIFSequenceSize : 0);
-
+    FrameLines lines(info);
     if (o.json) {
         std::printf("{\n  \"schema\": \"kmxf/1\",\n  \"path\": %s,\n  \"frames\": [\n",
                     nlohmann::ordered_json(info.path)
@@ -107,24 +83,7 @@ ExitStatus Frames(const Options& o) {
                         .c_str());
     }
     for (uint64_t frame = o.from; frame < end && !interrupted; ++frame) {
-        FrameLine line{frame, 0, 0, "", ""};
-        if (info.isVideo) {
-            line.offset = info.FrameOffset(frame);
-            line.size = info.frameSize;
-            const ssize_t count = ::pread(descriptor, look.data(), look.size(), static_cast<off_t>(line.offset));
-            if (count != static_cast<ssize_t>(look.size())) {
-                Fail(ExitStatus::kInput, info.path,
-                     "frame " + std::to_string(frame) + " cannot be read (offset " + std::to_string(line.offset) + ")");
-            }
-            ++statistics.reads;
-            statistics.bytesRead += look.size();
-            ReadMarks(line, *info.format, look);
-        } else {
-            const uint64_t bytesPerSample = info.bitsPerSample / 8;
-            const auto first = static_cast<uint64_t>(info.FirstSample(frame));
-            line.offset = info.dataOffset + first * bytesPerSample;
-            line.size = (static_cast<uint64_t>(info.FirstSample(frame + 1)) - first) * bytesPerSample;
-        }
+        const FrameLine line = lines.Line(frame);
         if (o.json) {
             PrintJson(line, frame == o.from);
         } else {

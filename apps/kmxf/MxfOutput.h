@@ -1,64 +1,53 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <mutex>
-#include <span>
-#include <vector>
+#include <string>
 
 #include "CountingStream.h"
-#include "MappedPiece.h"
 #include "OutputFile.h"
-#include "kmxf/writer/CreateMXFBase.h"
+#include "OwnedPiece.h"
 
 namespace kmxf::program {
 
-// Moves essence into a library writer while its stream writes: either a few pieces of one size go round between the
-// caller, who fills them, and the stream, or the caller has mapped pieces.
-class MxfOutput final : public IFileIOCallback {
+// The way of essence into a library writer, whose stream writes while the caller prepares the next pieces. What is
+// derived from it has the writer, and destroys it first: a writer that is still open closes the stream, which brings
+// all pieces back.
+class MxfOutput : public IFileIOCallback {
 public:
-    MxfOutput(std::unique_ptr<CCreateMXFBase> writer, const OutputFile& file, uint32_t pieceSize);
     MxfOutput(const MxfOutput&) = delete;
     MxfOutput& operator=(const MxfOutput&) = delete;
-    ~MxfOutput() override;
+    ~MxfOutput() override = default;
 
-    void Open(bool rewriteHeaderAtClose);
-    CCreateMXFBase& Writer() { return *writer_; }
-    // The bytes to fill next; waits until a piece is free.
-    std::span<uint8_t> Room();
-    // Writes the first `count` bytes of the room.
-    void Write(size_t count);
-    // Writes a part of the file `source`; waits while too many are under way.
-    void Write(std::unique_ptr<MappedPiece> piece, const std::string& source);
-    void Close();
+    // The file that mapped pieces are parts of, for messages.
+    void SetSource(std::string path) { source_ = std::move(path); }
+
+protected:
+    explicit MxfOutput(const OutputFile& file) : file_(file), stream_(file.WorkPath()) {}
+
+    // What the writers' functions take for a file's name; the stream knows it anyway, however long it is.
+    std::string ShortName() const { return file_.WorkPath().substr(0, 255); }
+    // Throws Failure when the writer is not open, or did not accept all.
+    void RequireOpen(bool opened, int32_t status);
+    void RequireAccepted(int32_t accepted, uint32_t size);
+    void RequireClosed(int32_t status);
+    // Keeps a piece until its write is complete. To be called before the write.
+    StreamPiece* Keep(std::unique_ptr<OwnedPiece> piece);
+    // Gets the pieces back, on the stream's thread.
+    virtual void TakeBack(std::unique_ptr<OwnedPiece>) {}
+
+    const OutputFile& file_;
+    CountingStream stream_;
 
 private:
-    void CallbackForWriteComplete(uint64_t id, int32_t status, int32_t tag) override;
-    struct UnderWay {
-        StreamPiece* piece;
-        bool mapped;
-    };
+    void CallbackForWriteComplete(uint64_t id, int32_t status, int32_t tag) final;
     [[noreturn]] void FailWriting();
-    StreamPiece* Allocate(uint32_t size);
-    void Give(const UnderWay& item);
-    void TakeBack(const UnderWay& item);
 
-    static constexpr size_t kPieces = 4;
-
-    std::unique_ptr<CCreateMXFBase> writer_;
-    const OutputFile& file_;
-    uint32_t pieceSize_;
-    CountingStream stream_;
-    IStreamPieceAllocator* allocator_;
-    StreamPiece* current_ = nullptr;
-    size_t allocated_ = 0;
-    std::string mappedFrom_;
-
+    std::string source_;
     std::mutex mutex_;
-    std::condition_variable pieceBack_;
-    std::vector<StreamPiece*> free_;  // guarded by mutex_
-    std::vector<UnderWay> underWay_;  // guarded by mutex_; in the order of their writes
+    std::deque<std::unique_ptr<OwnedPiece>> underWay_;  // guarded by mutex_; in the order of their writes
 };
 
 }  // namespace kmxf::program

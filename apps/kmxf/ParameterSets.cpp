@@ -1,51 +1,222 @@
 #include "ParameterSets.h"
 
 #include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "collaborators/BitReader.h"
 
 namespace kmxf::program {
 
 namespace {
 
-// Bits of an RBSP, most significant first; past the end it yields zeros and is no longer good.
-class BitReader {
+constexpr uint32_t kSequenceParameterSet = 7, kPictureParameterSet = 8;
+constexpr uint32_t kMostBlocks = 4096;  // in each direction
+
+// Keeps what it reads.
+class ValueReader {
 public:
-    explicit BitReader(std::vector<uint8_t> bytes) : bytes_(std::move(bytes)) {}
+    ValueReader(BitReader& bits, std::vector<uint32_t>& values) : bits_(bits), values_(values) {}
 
-    bool Good() const { return good_; }
-    size_t Position() const { return position_; }
-    bool BitAt(size_t at) const { return (bytes_[at / 8] >> (7 - at % 8) & 1) != 0; }
-
-    uint32_t Bits(uint32_t count) {
-        uint32_t value = 0;
-        for (uint32_t i = 0; i < count; ++i) {
-            if (position_ >= bytes_.size() * 8) {
-                good_ = false;
-                return 0;
-            }
-            value = value << 1 | (BitAt(position_++) ? 1U : 0U);
-        }
-        return value;
-    }
-    bool Flag() { return Bits(1) != 0; }
-    uint32_t Exp() {  // ue(v)
-        uint32_t zeros = 0;
-        while (good_ && zeros < 32 && Bits(1) == 0) ++zeros;
-        if (zeros >= 32) good_ = false;
-        return good_ ? (uint32_t{1} << zeros) - 1 + Bits(zeros) : 0;
-    }
-    int32_t SignedExp() {  // se(v)
-        const uint32_t k = Exp();
-        return k % 2 == 1 ? static_cast<int32_t>(k / 2 + 1) : -static_cast<int32_t>(k / 2);
-    }
+    bool Ok() const { return bits_.Ok(); }
+    bool Flag() { return Kept(bits_.U(1)) != 0; }
+    uint32_t UE() { return Kept(bits_.UE()); }
+    int32_t SE() { return static_cast<int32_t>(Kept(static_cast<uint32_t>(bits_.SE()))); }
 
 private:
-    std::vector<uint8_t> bytes_;
-    size_t position_ = 0;
-    bool good_ = true;
+    uint32_t Kept(uint32_t value) { return values_.emplace_back(value); }
+
+    BitReader& bits_;
+    std::vector<uint32_t>& values_;
 };
+
+void ReadScalingLists(ValueReader& values, uint32_t count) {
+    for (uint32_t list = 0; list < count && values.Ok(); ++list) {
+        if (!values.Flag()) continue;
+        int32_t last = 8, next = 8;
+        for (int i = 0; i < (list < 6 ? 16 : 64) && values.Ok(); ++i) {
+            if (next != 0) next = (last + values.SE() % 256 + 256) % 256;
+            if (next != 0) last = next;
+        }
+    }
+}
+
+// The largest bit rate of the HRD parameters.
+uint64_t ReadBitRate(BitReader& bits) {
+    const uint32_t last = bits.UE();
+    const uint32_t scale = bits.U(4);
+    bits.Skip(4);  // cpb_size_scale
+    uint64_t most = 0;
+    for (uint32_t i = 0; i <= last && bits.Ok(); ++i) {
+        most = std::max(most, (uint64_t{bits.UE()} + 1) << (6 + scale));
+        bits.UE();     // cpb_size_value_minus1
+        bits.Skip(1);  // cbr_flag
+    }
+    bits.Skip(20);  // lengths of delays and time offset
+    return most;
+}
+
+void ReadUsability(BitReader& bits, SequenceParameterSet& sps) {
+    if (bits.Flag() && bits.U(8) == 255) bits.Skip(32);  // aspect_ratio_info
+    if (bits.Flag()) bits.Skip(1);                       // overscan_info
+    if (bits.Flag()) {                                   // video_signal_type
+        bits.Skip(4);
+        if (bits.Flag()) bits.Skip(24);
+    }
+    if (bits.Flag()) {  // chroma_loc_info
+        bits.UE();
+        bits.UE();
+    }
+    if (bits.Flag()) {  // timing_info
+        const uint32_t unitsInTick = bits.U(32), timeScale = bits.U(32);
+        if (!bits.Ok()) return;
+        sps.unitsInTick = unitsInTick;
+        sps.timeScale = timeScale;
+        bits.Skip(1);  // fixed_frame_rate_flag
+    }
+    uint64_t bitRate = 0;
+    for (int kind = 0; kind < 2; ++kind) {  // of all NAL units, of the slices
+        if (bits.Flag()) bitRate = std::max(bitRate, ReadBitRate(bits));
+    }
+    if (bits.Ok()) sps.bitRate = bitRate;
+}
+
+bool IsOneOf(uint8_t profile, std::initializer_list<uint8_t> profiles) {
+    return std::find(profiles.begin(), profiles.end(), profile) != profiles.end();
+}
+
+}  // namespace
+
+std::optional<SequenceParameterSet> ParseSequenceParameterSet(std::span<const uint8_t> nal) {
+    const auto rbsp = WithoutEmulationPrevention(nal);
+    BitReader bits(rbsp);
+    if (bits.U(8) % 32 != kSequenceParameterSet) return std::nullopt;
+    SequenceParameterSet sps;
+    sps.profile = static_cast<uint8_t>(bits.U(8));
+    const uint32_t constraints = bits.U(8);
+    sps.intraOnly = sps.profile == 44 || (IsOneOf(sps.profile, {110, 122, 244}) && (constraints & 0x10) != 0);
+    sps.level = static_cast<uint8_t>(bits.U(8));
+
+    ValueReader values(bits, sps.decodingValues);
+    sps.id = values.UE();
+    if (IsOneOf(sps.profile, {100, 110, 122, 244, 44, 83, 86, 118, 128, 138, 139, 134, 135})) {
+        sps.chromaFormat = values.UE();
+        if (sps.chromaFormat == 3) sps.separatePlanes = values.Flag();
+        sps.bitDepth = 8 + std::min(values.UE(), 6U);
+        values.UE();    // chroma bit depth
+        values.Flag();  // transform bypass
+        if (values.Flag()) ReadScalingLists(values, sps.chromaFormat == 3 ? 12 : 8);
+    }
+    sps.frameNumBits = 4 + std::min(values.UE(), 12U);
+    sps.orderType = values.UE();
+    if (sps.orderType == 0) {
+        sps.orderLsbBits = 4 + std::min(values.UE(), 12U);
+    } else if (sps.orderType == 1) {
+        values.Flag();
+        values.SE();
+        values.SE();
+        for (uint32_t n = std::min(values.UE(), 255U); n > 0; --n) values.SE();
+    }
+    values.UE();    // reference frames
+    values.Flag();  // gaps allowed
+    const uint64_t widthInBlocks = uint64_t{values.UE()} + 1;
+    const uint64_t heightInUnits = uint64_t{values.UE()} + 1;
+    const bool frameOnly = values.Flag();
+    if (!frameOnly) values.Flag();  // adaptive frame/field
+    values.Flag();                  // direct_8x8_inference
+    uint64_t cropX = 0, cropY = 0;
+    if (values.Flag()) {
+        const uint64_t left = values.UE(), right = values.UE(), top = values.UE(), bottom = values.UE();
+        cropX = (left + right) * (sps.chromaFormat == 1 || sps.chromaFormat == 2 ? 2 : 1);
+        cropY = (top + bottom) * (sps.chromaFormat == 1 ? 2 : 1) * (frameOnly ? 1 : 2);
+    }
+    if (!bits.Ok() || widthInBlocks > kMostBlocks || heightInUnits > kMostBlocks) return std::nullopt;
+
+    const uint64_t width = widthInBlocks * 16, height = heightInUnits * 16 * (frameOnly ? 1 : 2);
+    if (cropX >= width || cropY >= height) return std::nullopt;
+    sps.width = static_cast<uint32_t>(width - cropX);
+    sps.height = static_cast<uint32_t>(height - cropY);
+    sps.interlaced = !frameOnly;
+    if (bits.Flag()) ReadUsability(bits, sps);
+    return sps;
+}
+
+std::optional<PictureParameterSet> ParsePictureParameterSet(std::span<const uint8_t> nal) {
+    const auto rbsp = WithoutEmulationPrevention(nal);
+    BitReader bits(rbsp);
+    if (bits.U(8) % 32 != kPictureParameterSet) return std::nullopt;
+    PictureParameterSet pps;
+    pps.id = bits.UE();
+    pps.sequenceId = bits.UE();
+    bits.Skip(1);  // entropy_coding_mode_flag
+    pps.fieldOrderPresent = bits.Flag();
+    if (bits.UE() != 0) return std::nullopt;  // slice groups
+    for (uint32_t& count : pps.references) count = std::min(bits.UE(), 31U) + 1;
+    pps.weightedPrediction = bits.Flag();
+    pps.weightedBiprediction = bits.U(2);
+    bits.SE();  // initial quantisers and chroma offset
+    bits.SE();
+    bits.SE();
+    bits.Skip(2);  // deblocking_filter_control_present_flag, constrained_intra_pred_flag
+    pps.redundantPresent = bits.Flag();
+    if (!bits.Ok()) return std::nullopt;
+    return pps;
+}
+
+void ParameterSets::Take(std::span<const uint8_t> nal) {
+    if (auto sps = ParseSequenceParameterSet(nal)) sequences[sps->id % 32] = std::move(*sps);
+    if (const auto pps = ParsePictureParameterSet(nal)) pictures[pps->id % 256] = *pps;
+}
+
+const PictureParameterSet* ParameterSets::Picture(uint32_t id) const {
+    const auto found = pictures.find(id);
+    return found == pictures.end() ? nullptr : &found->second;
+}
+
+const SequenceParameterSet* ParameterSets::SequenceOf(const PictureParameterSet& picture) const {
+    const auto found = sequences.find(picture.sequenceId);
+    return found == sequences.end() ? nullptr : &found->second;
+}
+
+size_t SizeWithoutZeros(std::span<const uint8_t> bytes) {
+    size_t size = bytes.size();
+    while (size > 0 && bytes[size - 1] == 0) --size;
+    return size;
+}
+
+size_t FindStartCode(std::span<const uint8_t> bytes) {
+    const uint8_t* at = bytes.data();
+    const uint8_t* const end = at + bytes.size();
+    while (end - at >= 3) {
+        // Zeros are rare in coded pictures: whoever looks for them passes over most bytes.
+        at = static_cast<const uint8_t*>(std::memchr(at, 0, static_cast<size_t>(end - at) - 2));
+        if (at == nullptr) return kNotFound;
+        if (at[1] != 0) {
+            at += 2;
+        } else if (at[2] == 1) {
+            return static_cast<size_t>(at - bytes.data());
+        } else {
+            at += at[2] == 0 ? 1 : 3;
+        }
+    }
+    return kNotFound;
+}
+
+std::span<const uint8_t> FindNal(std::span<const uint8_t> bytes, uint8_t type) {
+    while (true) {
+        const size_t at = FindStartCode(bytes);
+        if (at == kNotFound || at + 3 == bytes.size()) return {};
+        bytes = bytes.subspan(at + 3);
+        if (bytes[0] % 32 != type) continue;
+        auto nal = bytes.first(std::min(FindStartCode(bytes), bytes.size()));
+        while (!nal.empty() && nal.back() == 0) nal = nal.first(nal.size() - 1);
+        return nal;
+    }
+}
 
 std::vector<uint8_t> WithoutEmulationPrevention(std::span<const uint8_t> nal) {
     std::vector<uint8_t> rbsp;
+    rbsp.reserve(nal.size());
     size_t zeros = 0;
     for (const uint8_t byte : nal) {
         if (zeros >= 2 && byte == 3) {
@@ -56,108 +227,6 @@ std::vector<uint8_t> WithoutEmulationPrevention(std::span<const uint8_t> nal) {
         rbsp.push_back(byte);
     }
     return rbsp;
-}
-
-void SkipScalingLists(BitReader& bits, uint32_t count) {
-    for (uint32_t list = 0; list < count && bits.Good(); ++list) {
-        if (!bits.Flag()) continue;
-        int32_t last = 8, next = 8;
-        for (int i = 0; i < (list < 6 ? 16 : 64) && bits.Good(); ++i) {
-            if (next != 0) next = (last + bits.SignedExp() + 256) % 256;
-            if (next != 0) last = next;
-        }
-    }
-}
-
-void ReadTiming(BitReader& bits, SequenceParameterSet& sps) {
-    if (bits.Flag() && bits.Bits(8) == 255) bits.Bits(32);  // aspect_ratio_info
-    if (bits.Flag()) bits.Flag();                           // overscan_info
-    if (bits.Flag()) {                                      // video_signal_type
-        bits.Bits(4);
-        if (bits.Flag()) bits.Bits(24);
-    }
-    if (bits.Flag()) {  // chroma_loc_info
-        bits.Exp();
-        bits.Exp();
-    }
-    if (bits.Flag()) {  // timing_info
-        sps.unitsInTick = bits.Bits(32);
-        sps.timeScale = bits.Bits(32);
-    }
-    if (!bits.Good()) sps.unitsInTick = sps.timeScale = 0;
-}
-
-}  // namespace
-
-std::optional<SequenceParameterSet> ParseSequenceParameterSet(std::span<const uint8_t> nal) {
-    BitReader bits(WithoutEmulationPrevention(nal));
-    if (bits.Bits(8) % 32 != 7) return std::nullopt;
-    SequenceParameterSet sps;
-    sps.profile = static_cast<uint8_t>(bits.Bits(8));
-    bits.Bits(8);  // constraint flags
-    sps.level = static_cast<uint8_t>(bits.Bits(8));
-    const size_t decodingStart = bits.Position();
-    bits.Exp();  // seq_parameter_set_id
-    uint32_t chroma = 1;
-    static constexpr uint8_t kHighProfiles[] = {100, 110, 122, 244, 44, 83, 86, 118, 128};
-    if (std::find(std::begin(kHighProfiles), std::end(kHighProfiles), sps.profile) != std::end(kHighProfiles)) {
-        chroma = bits.Exp();
-        if (chroma == 3) bits.Flag();
-        bits.Exp();   // luma bit depth
-        bits.Exp();   // chroma bit depth
-        bits.Flag();  // transform bypass
-        if (bits.Flag()) SkipScalingLists(bits, chroma == 3 ? 12 : 8);
-    }
-    bits.Exp();  // log2_max_frame_num
-    const uint32_t orderType = bits.Exp();
-    if (orderType == 0) {
-        bits.Exp();
-    } else if (orderType == 1) {
-        bits.Flag();
-        bits.SignedExp();
-        bits.SignedExp();
-        for (uint32_t n = std::min<uint32_t>(bits.Exp(), 255); n > 0; --n) bits.SignedExp();
-    }
-    bits.Exp();   // reference frames
-    bits.Flag();  // gaps allowed
-    const uint64_t widthInBlocks = uint64_t{bits.Exp()} + 1;
-    const uint64_t heightInUnits = uint64_t{bits.Exp()} + 1;
-    const bool frameOnly = bits.Flag();
-    if (!frameOnly) bits.Flag();  // adaptive frame/field
-    bits.Flag();                  // direct_8x8_inference
-    uint64_t cropX = 0, cropY = 0;
-    if (bits.Flag()) {
-        const uint64_t left = bits.Exp(), right = bits.Exp(), top = bits.Exp(), bottom = bits.Exp();
-        cropX = (left + right) * (chroma == 1 || chroma == 2 ? 2 : 1);
-        cropY = (top + bottom) * (chroma == 1 ? 2 : 1) * (frameOnly ? 1 : 2);
-    }
-    if (!bits.Good() || widthInBlocks > 4096 || heightInUnits > 4096) return std::nullopt;
-    for (size_t at = decodingStart; at < bits.Position(); ++at) sps.decodingBits.push_back(bits.BitAt(at));
-
-    const uint64_t width = widthInBlocks * 16, height = heightInUnits * 16 * (frameOnly ? 1 : 2);
-    if (cropX >= width || cropY >= height) return std::nullopt;
-    sps.width = static_cast<uint32_t>(width - cropX);
-    sps.height = static_cast<uint32_t>(height - cropY);
-    sps.interlaced = !frameOnly;
-    if (bits.Flag()) ReadTiming(bits, sps);
-    return sps;
-}
-
-std::span<const uint8_t> FindNal(std::span<const uint8_t> bytes, uint8_t type) {
-    static constexpr uint8_t kStartCode[] = {0, 0, 1};
-    auto at = bytes.begin();
-    while (true) {
-        at = std::search(at, bytes.end(), std::begin(kStartCode), std::end(kStartCode));
-        if (at == bytes.end()) return {};
-        at += 3;
-        if (at == bytes.end()) return {};
-        auto end = std::search(at, bytes.end(), std::begin(kStartCode), std::end(kStartCode));
-        if (*at % 32 == type) {
-            while (end != at && *(end - 1) == 0) --end;
-            return {at, end};
-        }
-        at = end;
-    }
 }
 
 }  // namespace kmxf::program

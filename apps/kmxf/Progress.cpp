@@ -32,12 +32,18 @@ void Progress::Advance(uint64_t bytes) {
     next_ = now + std::chrono::milliseconds(200);
 }
 
+void Progress::AdvanceFrame(uint64_t bytes) {
+    ++frames_;
+    Advance(bytes);
+}
+
 void Progress::Show(Clock::time_point now) {
     const double seconds = std::chrono::duration<double>(now - start_).count();
     const double rate = seconds > 0 ? static_cast<double>(done_) / seconds : 0;
     std::fprintf(stderr, "\r%s: %.1f MB", what_.c_str(), static_cast<double>(done_) / 1e6);
-    if (bytesPerFrame_ != 0)
-        std::fprintf(stderr, ", %llu frames", static_cast<unsigned long long>(done_ / bytesPerFrame_));
+    const uint64_t frames = bytesPerFrame_ != 0 ? done_ / bytesPerFrame_ : frames_;
+    if (bytesPerFrame_ != 0 || frames != 0)
+        std::fprintf(stderr, ", %llu frames", static_cast<unsigned long long>(frames));
     std::fprintf(stderr, ", %.1f MB/s", rate / 1e6);
     if (total_ != 0) {
         std::fprintf(stderr, ", %llu %%", static_cast<unsigned long long>(done_ * 100 / total_));

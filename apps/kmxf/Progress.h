@@ -9,13 +9,14 @@ namespace kmxf::program {
 
 class Progress {
 public:
-    // totalBytes 0: not known. bytesPerFrame 0: frames are not shown.
-    Progress(std::string what, uint64_t totalBytes, uint32_t bytesPerFrame);
+    // totalBytes 0: not known. Frames are shown when they all have bytesPerFrame, or are told one by one.
+    Progress(std::string what, uint64_t totalBytes, uint32_t bytesPerFrame = 0);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
     ~Progress();
 
     void Advance(uint64_t bytes);
+    void AdvanceFrame(uint64_t bytes);
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -26,7 +27,7 @@ private:
     uint32_t bytesPerFrame_;
     bool shown_;
     bool drawn_ = false;
-    uint64_t done_ = 0;
+    uint64_t done_ = 0, frames_ = 0;
     Clock::time_point start_;
     Clock::time_point next_;
 };

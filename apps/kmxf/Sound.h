@@ -23,15 +23,16 @@ public:
     uint32_t BytesPerSample() const { return bytesPerSample_; }
     int64_t Samples() const;  // of each channel
 
-    // The next samples of every channel: channels[c] gets up to `count` samples of BytesPerSample() bytes. Returns how
-    // many.
-    int64_t Read(int64_t count, std::vector<std::vector<uint8_t>>& channels);
+    // The next samples: channel c gets up to `count` of them, of BytesPerSample() bytes each, at channels[c]. Returns
+    // how many. Throws Failure when there are fewer than `count` and than Samples() says.
+    int64_t Read(int64_t count, std::span<uint8_t* const> channels);
 
 private:
     struct File;
     std::string path_;
     std::unique_ptr<File> file_;
     uint32_t bytesPerSample_ = 0;
+    int64_t read_ = 0;
     std::vector<int32_t> interleaved_;
 };
 

@@ -30,14 +30,22 @@ std::string HexCode(uint32_t code) {
     return "0x" + Hex(bytes, sizeof bytes);
 }
 
-std::optional<MXFUMIDTag> ParseUmid(const std::string& hex) {
-    MXFUMIDTag umid;
-    if (hex.size() != 2 * sizeof umid.bytes) return std::nullopt;
+std::optional<std::vector<uint8_t>> ParseHex(const std::string& hex) {
+    if (hex.size() % 2 != 0) return std::nullopt;
     if (!std::all_of(hex.begin(), hex.end(), [](unsigned char c) { return std::isxdigit(c) != 0; }))
         return std::nullopt;
-    for (size_t i = 0; i < sizeof umid.bytes; ++i) {
-        umid.bytes[i] = static_cast<uint8_t>(std::stoul(hex.substr(2 * i, 2), nullptr, 16));
+    std::vector<uint8_t> bytes(hex.size() / 2);
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<uint8_t>(std::stoul(hex.substr(2 * i, 2), nullptr, 16));
     }
+    return bytes;
+}
+
+std::optional<MXFUMIDTag> ParseUmid(const std::string& hex) {
+    const auto bytes = ParseHex(hex);
+    MXFUMIDTag umid;
+    if (!bytes || bytes->size() != sizeof umid.bytes) return std::nullopt;
+    std::copy(bytes->begin(), bytes->end(), umid.bytes);
     return umid;
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "kmxf/core/Records.h"
 
@@ -12,6 +13,7 @@ namespace kmxf::program {
 std::string Hex(const uint8_t* bytes, size_t count);  // upper case, no spaces
 std::string Hex(const MXFUMIDTag& umid);
 std::string HexCode(uint32_t code);  // "0x0100007C"
+std::optional<std::vector<uint8_t>> ParseHex(const std::string& hex);
 std::optional<MXFUMIDTag> ParseUmid(const std::string& hex);
 
 std::string IsoDate(const MXFTIMESTAMPTag& date);  // 2026-01-02T03:04:05

@@ -2,8 +2,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <regex>
@@ -13,27 +11,23 @@
 
 #include "Clip.h"
 #include "Commands.h"
-#include "OutputFile.h"
+#include "InputFile.h"
 #include "Progress.h"
-#include "Sound.h"
-#include "Text.h"
+#include "StreamOutput.h"
+#include "UnwrapOp1b.h"
 #include "kmxf/core/VideoStandard.h"
 
 namespace kmxf::program {
 
 namespace {
 
-constexpr size_t kChunk = 4 << 20;
+constexpr size_t kChunk = (4 << 20) - (4 << 20) % 6;  // whole samples of 2 and 3 bytes
 
 struct Options {
     std::vector<std::string> files;
     std::string folder;
     std::string frames;
     bool raw = false, only = false, force = false;
-};
-
-struct FrameRange {
-    uint64_t first, last;  // both included
 };
 
 std::optional<FrameRange> ParseRange(const std::string& text) {
@@ -49,6 +43,14 @@ std::optional<FrameRange> ParseRange(const std::string& text) {
     return FrameRange{first, last};
 }
 
+void CheckRange(const FileInfo& info, const FrameRange& range) {
+    const auto frames = static_cast<uint64_t>(std::max<int64_t>(info.frames, 0));
+    if (range.last >= frames) {
+        Fail(ExitStatus::kInput, info.path,
+             "has " + std::to_string(frames) + " frames; frame " + std::to_string(range.last) + " is not among them");
+    }
+}
+
 // A range of the file's bytes, with a parameter-set block to put in front when a part of AVC-Intra must be playable.
 struct Part {
     uint64_t offset = 0, size = 0;
@@ -58,11 +60,6 @@ struct Part {
 Part PartOf(const FileInfo& info, const std::optional<FrameRange>& range, bool raw) {
     const auto dataSize = static_cast<uint64_t>(info.dataSize);
     if (!range) return {info.dataOffset, dataSize, {}};
-    const auto frames = static_cast<uint64_t>(std::max<int64_t>(info.duration, 0));
-    if (range->last >= frames) {
-        Fail(ExitStatus::kInput, info.path,
-             "has " + std::to_string(frames) + " frames; frame " + std::to_string(range->last) + " is not among them");
-    }
     if (!info.isVideo) {
         const uint64_t bytesPerSample = info.bitsPerSample / 8;
         const auto begin = static_cast<uint64_t>(info.FirstSample(range->first)) * bytesPerSample;
@@ -77,148 +74,124 @@ Part PartOf(const FileInfo& info, const std::optional<FrameRange>& range, bool r
     return part;
 }
 
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (descriptor_ >= 0) ::close(descriptor_);
-    }
-    operator int() const { return descriptor_; }
-
-private:
-    int descriptor_;
-};
-
-void WriteAll(int descriptor, const uint8_t* bytes, size_t size, const std::string& name) {
-    for (size_t done = 0; done < size;) {
-        const ssize_t count = ::write(descriptor, bytes + done, size - done);
-        if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) Fail(ExitStatus::kOutput, name, "cannot be written: " + ErrorText(errno));
-        done += static_cast<size_t>(count);
-    }
-    ++statistics.writes;
-    statistics.bytesWritten += size;
-}
-
-// Hands `take` the bytes of a part in chunks.
-template <class Take>
-void ReadPart(int descriptor, const FileInfo& info, const Part& part, Take take) {
-    std::vector<uint8_t> buffer(std::min<uint64_t>(kChunk - kChunk % 6, part.size));  // whole samples of 2 and 3 bytes
-    for (uint64_t done = 0; done < part.size && !interrupted;) {
-        const size_t wanted = static_cast<size_t>(std::min<uint64_t>(buffer.size(), part.size - done));
-        const ssize_t count = ::pread(descriptor, buffer.data(), wanted, static_cast<off_t>(part.offset + done));
-        if (count < 0 && errno == EINTR) continue;
-        if (count != static_cast<ssize_t>(wanted)) {
-            Fail(ExitStatus::kInput, info.path,
-                 (count < 0 ? "cannot be read: " + ErrorText(errno) : std::string("ends within its essence")) +
-                     " (offset " + std::to_string(part.offset + done) + ")");
-        }
-        ++statistics.reads;
-        statistics.bytesRead += wanted;
-        take(std::span<const uint8_t>(buffer).first(wanted));
-        done += wanted;
-    }
-    if (interrupted) throw Failure(ExitStatus::kInterrupted, "interrupted");
-}
-
-// Copies a part within the kernel; what it does not take (a pipe, another file system) is left to ReadPart.
-void CopyInKernel(int from, int to, Part& part, Progress& progress) {
+// Copies a part within the kernel; what it does not take (a pipe, another file system) is left over.
+void CopyInKernel(const InputFile& from, StreamOutput& to, Part& part, Progress& progress) {
     while (part.size > 0 && !interrupted) {
         auto offset = static_cast<off_t>(part.offset);
-        const ssize_t count = ::copy_file_range(from, &offset, to, nullptr, std::min<uint64_t>(part.size, 16 << 20), 0);
+        const ssize_t count = ::copy_file_range(from.Descriptor(), &offset, to.Descriptor(), nullptr,
+                                                std::min<uint64_t>(part.size, 16 << 20), 0);
         if (count <= 0) return;
         ++statistics.reads;
-        ++statistics.writes;
         statistics.bytesRead += static_cast<uint64_t>(count);
-        statistics.bytesWritten += static_cast<uint64_t>(count);
+        to.Wrote(static_cast<uint64_t>(count));
         part.offset += static_cast<uint64_t>(count);
         part.size -= static_cast<uint64_t>(count);
         progress.Advance(static_cast<uint64_t>(count));
     }
 }
 
-void Extract(const FileInfo& info, Part part, bool asWav, int to, const std::string& name) {
-    const Descriptor from(::open(info.path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (from < 0) Fail(ExitStatus::kInput, info.path, "cannot be opened: " + ErrorText(errno));
-    ::posix_fadvise(from, 0, 0, POSIX_FADV_SEQUENTIAL);
-    Progress progress(name, part.size, info.frameSize);
-    if (asWav) {
-        WavOutput wav(to, name, info.samplingRate, info.bitsPerSample / 8, part.size);
-        ReadPart(from, info, part, [&](std::span<const uint8_t> bytes) {
-            wav.Write(bytes);
-            progress.Advance(bytes.size());
-        });
-        wav.Close();
-        return;
-    }
-    if (!part.lead.empty()) WriteAll(to, part.lead.data(), part.lead.size(), name);
-    CopyInKernel(from, to, part, progress);
-    ReadPart(from, info, part, [&](std::span<const uint8_t> bytes) {
-        WriteAll(to, bytes.data(), bytes.size(), name);
-        progress.Advance(bytes.size());
-    });
-}
-
-// What was written is looked at again before it gets its name.
-void Prove(const OutputFile& output, const Part& part, bool asWav) {
-    uint64_t size = 0;
-    if (asWav) {
-        const WavInput wav(output.WorkPath(), 0);
-        size = static_cast<uint64_t>(wav.Samples()) * wav.BytesPerSample();
-    } else {
-        size = std::filesystem::file_size(output.WorkPath()) - part.lead.size();
-    }
-    if (size != part.size) {
-        Fail(ExitStatus::kFindings, output.FinalPath(),
-             "reads back with " + std::to_string(size) + " bytes of essence instead of " + std::to_string(part.size));
+void ExtractOpAtom(const InputFile& from, const FileInfo& info, Part part, bool asWav, StreamOutput& to) {
+    Progress progress(to.Name(), part.size, info.frameSize);
+    to.Write(part.lead);
+    if (!asWav) CopyInKernel(from, to, part, progress);
+    std::vector<uint8_t> buffer(std::min<uint64_t>(kChunk, part.size));
+    for (uint64_t done = 0; done < part.size && !interrupted;) {
+        const auto chunk = std::span(buffer).first(static_cast<size_t>(std::min<uint64_t>(kChunk, part.size - done)));
+        from.Read(part.offset + done, chunk);
+        to.Write(chunk);
+        progress.Advance(chunk.size());
+        done += chunk.size();
     }
 }
 
-std::string OutputName(const FileInfo& info, bool raw) {
+// What a file is unwrapped into.
+std::vector<EssenceStream> StreamsOf(const FileInfo& info, bool raw) {
     const std::string stem = std::filesystem::path(info.path).stem().string();
-    if (!info.isVideo) return stem + (raw ? ".pcm" : ".wav");
-    if (raw) return stem + ".raw";
-    return stem + (info.format->IsAVCIntra() ? ".h264" : ".dv");
+    if (info.isOp1b) return Op1bStreams(info, stem, raw);
+    if (!info.isVideo) return {{stem + (raw ? ".pcm" : ".wav"), EssenceStream::Kind::kSound}};
+    return {{stem + (raw ? ".raw" : info.format->IsAVCIntra() ? ".h264" : ".dv"), EssenceStream::Kind::kPicture}};
 }
 
-void ToStandardOutput(const FileInfo& info, const Part& part, bool raw) {
-    if (info.isVideo || raw) return Extract(info, part, false, STDOUT_FILENO, "standard output");
-    // A WAV header is finished at the end: it is made in a file first.
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> work(std::tmpfile(), &std::fclose);
-    if (!work) Fail(ExitStatus::kOutput, "standard output", "cannot be prepared: " + ErrorText(errno));
-    const int descriptor = ::fileno(work.get());
-    Extract(info, part, true, descriptor, "standard output");
-    const off_t size = ::lseek(descriptor, 0, SEEK_END);
-    ReadPart(descriptor, info, {0, static_cast<uint64_t>(size), {}}, [](std::span<const uint8_t> bytes) {
-        WriteAll(STDOUT_FILENO, bytes.data(), bytes.size(), "standard output");
-    });
+struct Job {
+    FileInfo info;
+    std::vector<EssenceStream> streams;
+};
+
+// Makes the outputs of a file, and brings its essence there.
+std::vector<std::unique_ptr<StreamOutput>> Extract(const Job& job, const std::optional<FrameRange>& range,
+                                                   const std::vector<std::string>& paths, const Options& o) {
+    const FileInfo& info = job.info;
+    const InputFile from(info.path);
+    ::posix_fadvise(from.Descriptor(), 0, 0, POSIX_FADV_SEQUENTIAL);
+    const Part part = info.isOp1b ? Part{} : PartOf(info, range, o.raw);
+    const uint64_t mostBytes = info.isOp1b ? static_cast<uint64_t>(info.dataSize) : part.size;
+
+    std::vector<std::unique_ptr<StreamOutput>> outputs;
+    for (size_t i = 0; i < job.streams.size(); ++i) {
+        const bool asWav = job.streams[i].kind == EssenceStream::Kind::kSound && !o.raw;
+        const auto wav =
+            asWav ? std::optional(WavForm{info.samplingRate, info.bitsPerSample / 8, mostBytes}) : std::nullopt;
+        outputs.push_back(std::make_unique<StreamOutput>(paths[i], o.force, wav));
+    }
+    if (info.isOp1b) {
+        ExtractOp1b(from, info, job.streams, range, o.raw, outputs);
+    } else {
+        ExtractOpAtom(from, info, part, !o.raw && !info.isVideo, *outputs.front());
+    }
+    if (interrupted) throw Failure(ExitStatus::kInterrupted, "interrupted");
+    for (const auto& output : outputs) output->Finish();
+    return outputs;
+}
+
+// Where the streams go, in their order; empty paths for standard output.
+std::vector<std::string> PathsOf(const Job& job, const std::vector<Job>& jobs, const std::string& folder) {
+    std::vector<std::string> paths;
+    for (const EssenceStream& stream : job.streams) {
+        const auto path = folder == "-" ? std::filesystem::path() : std::filesystem::path(folder) / stream.name;
+        for (const Job& each : jobs) {
+            std::error_code error;
+            if (!path.empty() && std::filesystem::equivalent(each.info.path, path, error)) {
+                throw Failure(ExitStatus::kUsage, path.string() + ": is a file to be unwrapped itself");
+            }
+        }
+        paths.push_back(path.string());
+    }
+    return paths;
 }
 
 ExitStatus Unwrap(const Options& o) {
     const auto range = ParseRange(o.frames);
     const bool standardOutput = o.folder == "-";
-    std::vector<FileInfo> infos;
+    std::vector<Job> jobs;
     FoundClips found = FindClips(o.files, o.only);
-    for (Clip& clip : found.clips) std::move(clip.files.begin(), clip.files.end(), std::back_inserter(infos));
-    if (standardOutput && infos.size() != 1) {
-        throw Failure(ExitStatus::kUsage, "-o -: takes one stream, and these files hold " +
-                                              std::to_string(infos.size()) + "; --only names one file");
-    }
-
-    std::set<std::string> names;
-    for (const FileInfo& info : infos) {
-        const std::string name = OutputName(info, o.raw);
-        if (!names.insert(name).second) {
-            throw Failure(ExitStatus::kUsage, info.path + ": another file is to become " + name + " as well");
+    for (Clip& clip : found.clips) {
+        for (FileInfo& info : clip.files) {
+            auto streams = StreamsOf(info, o.raw);
+            if (standardOutput) std::erase_if(streams, [](const EssenceStream& stream) { return stream.IsSideData(); });
+            jobs.push_back({std::move(info), std::move(streams)});
         }
+    }
+    size_t count = 0;
+    std::set<std::string> names;
+    for (const Job& job : jobs) {
+        for (const EssenceStream& stream : job.streams) {
+            ++count;
+            if (!names.insert(stream.name).second) {
+                throw Failure(ExitStatus::kUsage,
+                              job.info.path + ": another file is to become " + stream.name + " as well");
+            }
+        }
+    }
+    if (standardOutput && count != 1) {
+        throw Failure(ExitStatus::kUsage, "-o -: takes one stream, and these files hold " + std::to_string(count) +
+                                              (jobs.size() == count ? "; --only names one file" : ""));
     }
 
     ExitStatus status = found.status;
-    std::vector<std::unique_ptr<OutputFile>> outputs;
+    std::vector<std::unique_ptr<OutputFile>> files;
     if (!standardOutput) MakeFolder(o.folder);
-    for (const FileInfo& info : infos) {
+    for (const Job& job : jobs) {
+        const FileInfo& info = job.info;
         if (info.verdict.kind == Verdict::Kind::kDamaged && info.dataOffset == 0) {
             Fail(ExitStatus::kInput, info.path, info.verdict.Text() + ": its essence cannot be found");
         }
@@ -226,24 +199,12 @@ ExitStatus Unwrap(const Options& o) {
             Say(info.path + ": " + info.verdict.Text() + "; what is there is given back");
             if (status == ExitStatus::kDone) status = ExitStatus::kFindings;
         }
-        const Part part = PartOf(info, range, o.raw);
-        if (standardOutput) {
-            ToStandardOutput(info, part, o.raw);
-            continue;
+        if (range) CheckRange(info, *range);
+        for (const auto& output : Extract(job, range, PathsOf(job, jobs, o.folder), o)) {
+            if (auto file = output->TakeFile()) files.push_back(std::move(file));
         }
-        const auto path = std::filesystem::path(o.folder) / OutputName(info, o.raw);
-        if (std::any_of(infos.begin(), infos.end(), [&](const FileInfo& each) {
-                std::error_code error;
-                return std::filesystem::equivalent(each.path, path, error);
-            })) {
-            throw Failure(ExitStatus::kUsage, path.string() + ": is a file to be unwrapped itself");
-        }
-        OutputFile& output = *outputs.emplace_back(std::make_unique<OutputFile>(path.string(), o.force));
-        const bool asWav = !info.isVideo && !o.raw;
-        Extract(info, part, asWav, output.Descriptor(), output.FinalPath());
-        Prove(output, part, asWav);
     }
-    PublishAll(outputs);
+    PublishAll(files);
     return status;
 }
 

@@ -157,8 +157,8 @@ class Foreign(BadFile):
         pattern = bytes(content[84:100])
         self.assertEqual(bytes.fromhex("060E2B3404010102"), bytes(self.video[84:92]), "the operational pattern")
         content[84:100] = pattern[:12] + b"\x01\x01\x09\x00"
-        self.refused(INPUT, r"BAD.mxf: is an MXF file of another operational pattern than OP-Atom \(offset 84\)", "info",
-                     self.bad(content))
+        self.refused(INPUT, r"BAD.mxf: is an MXF file of another operational pattern than OP-Atom and OP-1b "
+                                r"\(offset 84\)", "info", self.bad(content))
 
     def test_other_essence(self):
         content = bytearray(self.video)

@@ -26,7 +26,6 @@ class Refused(KmxfCase):
                 ("cut-by-one", whole[:-1], r"ends within frame 1 .*\(offset 120000\)"),
                 ("one-more", whole + b"\0", r"ends within frame 2 .*\(offset 240000\)"),
                 ("single-720", essence("dv100-720-5994p.dif")[:240000], "1 frames; those of dv100 720 come in pairs"),
-                ("long-gop", essence("longg25-1080-5994i.264"), "H.264, profile 122, 1920 x 1080 interlaced"),
                 ("avci-cut", essence(BLOCK_720.name)[:-1], "H.264, profile 110, 960 x 720"),
                 ("avci-bare-cut", essence(BARE_720.name)[:-1], "H.264 without parameter sets")]:
             with self.subTest(name):

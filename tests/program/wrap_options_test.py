@@ -159,7 +159,8 @@ class Refused(KmxfCase):
                 ("--start-timecode", "01:01:00;00", "no timecode"), ("--start-timecode", "now", "no timecode"),
                 ("--start-timecode", "", "no timecode"), ("--bits", "20", "20"), ("--codec", "mpeg2", "mpeg2"),
                 ("--raster", "2160", "2160"), ("--standard", "60p", "60p"), ("--pattern", "op-2c", "op-2c"),
-                ("--pattern", "op-1b", "op-atom only")]:
+                ("--pattern", "op-1b", "is dv25 525 59.94i; op-1b is for Long-GOP pictures"),
+                ("--layout", "strict", "is dv25 525 59.94i; op-atom has no place for it"), ("--layout", "loose", "loose")]:
             with self.subTest(f"{option} {value!r:.40}"):
                 self.wrap_refused(USAGE, says, "--video", DV25, option, value)
 

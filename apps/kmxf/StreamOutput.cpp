@@ -1,0 +1,91 @@
+#include "StreamOutput.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <vector>
+
+#include "Program.h"
+#include "Text.h"
+
+namespace kmxf::program {
+
+namespace {
+
+void WriteAll(int descriptor, std::span<const uint8_t> bytes, const std::string& name) {
+    for (size_t done = 0; done < bytes.size();) {
+        const ssize_t count = ::write(descriptor, bytes.data() + done, bytes.size() - done);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) Fail(ExitStatus::kOutput, name, "cannot be written: " + ErrorText(errno));
+        done += static_cast<size_t>(count);
+    }
+    ++statistics.writes;
+    statistics.bytesWritten += bytes.size();
+}
+
+}  // namespace
+
+StreamOutput::StreamOutput(const std::string& path, bool force, const std::optional<WavForm>& wav)
+    : name_(path.empty() ? "standard output" : path), descriptor_(STDOUT_FILENO), isWav_(wav.has_value()) {
+    if (!path.empty()) {
+        file_ = std::make_unique<OutputFile>(path, force);
+        descriptor_ = file_->Descriptor();
+    } else if (isWav_) {
+        rehearsal_.reset(std::tmpfile());
+        if (!rehearsal_) Fail(ExitStatus::kOutput, name_, "cannot be prepared: " + ErrorText(errno));
+        descriptor_ = ::fileno(rehearsal_.get());
+    }
+    if (isWav_) {
+        wav_ = std::make_unique<WavOutput>(descriptor_, name_, wav->samplingRate, wav->bytesPerSample, wav->mostBytes);
+    }
+}
+
+StreamOutput::~StreamOutput() = default;
+
+void StreamOutput::Write(std::span<const uint8_t> bytes) {
+    if (isWav_) {
+        wav_->Write(bytes);
+    } else {
+        WriteAll(descriptor_, bytes, name_);
+    }
+    written_ += bytes.size();
+}
+
+void StreamOutput::Wrote(uint64_t bytes) {
+    ++statistics.writes;
+    statistics.bytesWritten += bytes;
+    written_ += bytes;
+}
+
+void StreamOutput::CopyToStandardOutput() {
+    std::vector<uint8_t> buffer(1 << 20);
+    for (off_t offset = 0; !interrupted;) {
+        const ssize_t count = ::pread(descriptor_, buffer.data(), buffer.size(), offset);
+        if (count < 0) Fail(ExitStatus::kOutput, name_, "cannot be prepared: " + ErrorText(errno));
+        if (count == 0) return;
+        WriteAll(STDOUT_FILENO, std::span<const uint8_t>(buffer).first(static_cast<size_t>(count)), name_);
+        offset += count;
+    }
+    throw Failure(ExitStatus::kInterrupted, "interrupted");
+}
+
+void StreamOutput::Finish() {
+    if (wav_) wav_->Close();
+    wav_.reset();
+    if (rehearsal_) CopyToStandardOutput();
+    if (!file_) return;
+    uint64_t size = 0;
+    if (isWav_) {
+        const WavInput wav(file_->WorkPath(), 0);
+        size = static_cast<uint64_t>(wav.Samples()) * wav.BytesPerSample();
+    } else {
+        size = std::filesystem::file_size(file_->WorkPath());
+    }
+    if (size != written_) {
+        Fail(ExitStatus::kFindings, file_->FinalPath(),
+             "reads back with " + std::to_string(size) + " bytes of essence instead of " + std::to_string(written_));
+    }
+}
+
+}  // namespace kmxf::program

@@ -1,0 +1,154 @@
+#include "UnwrapOp1b.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "Op1bGroups.h"
+#include "ParameterSets.h"
+#include "Program.h"
+#include "Progress.h"
+#include "kmxf/core/VideoStandard.h"
+
+namespace kmxf::program {
+
+namespace {
+
+constexpr size_t kStep = 4 << 20;
+constexpr uint64_t kSoundStep = kStep - kStep % 6;  // whole samples of 2 and 3 bytes
+constexpr uint64_t kMostPicture = 64 << 20;
+constexpr size_t kParameterSetArea = 4096;  // of a picture, where its parameter sets are
+constexpr uint8_t kSequenceParameterSet = 7;
+
+FramePlace PlaceOf(const InputFile& from, const FileInfo& info, uint64_t frame) {
+    const Op1bGroup& group = GroupOf(info.groups, frame);
+    return FramePlaces(from, group)[static_cast<size_t>(frame - group.firstFrame)];
+}
+
+// The frame at which decoding must begin so that `range` can be seen: its key picture. What cannot be is said.
+// (Pictures stored behind a key picture and shown before it may need the key picture before that one too.)
+uint64_t DecodableFrom(const InputFile& from, const FileInfo& info, const FrameRange& range) {
+    const int64_t key = static_cast<int64_t>(range.first) + PlaceOf(from, info, range.first).keyFrameOffset;
+    const std::string frame = "frame " + std::to_string(range.first);
+    if (key < 0 || key > static_cast<int64_t>(range.first)) {
+        Say(info.path + ": " + frame + " has no key picture in this file: it cannot be decoded");
+        return range.first;
+    }
+    const auto start = static_cast<uint64_t>(key);
+    const ByteRange picture = PlaceOf(from, info, start).picture;
+    const auto area =
+        from.Look(picture.begin, static_cast<size_t>(std::min<uint64_t>(picture.Size(), kParameterSetArea)));
+    if (FindNal(area, kSequenceParameterSet).empty()) {
+        Say(info.path + ": " + frame + " cannot be decoded by itself: its key picture, frame " + std::to_string(start) +
+            ", has no parameter sets");
+        return range.first;
+    }
+    if (start != range.first) {
+        Say(info.path + ": " + frame + " is decoded from frame " + std::to_string(start) + " on: frames " +
+            std::to_string(start) + "-" + std::to_string(range.last) + " are given back");
+    }
+    return start;
+}
+
+// Pictures are stored in multiples of 4 bytes, and no NAL unit ends in a zero (ITU-T H.264, 7.4.1): up to 3 zeros at
+// the end are what aligned it. Of more than 3 some were in the stream, and nobody knows how many: all of them stay.
+size_t SizeUnaligned(std::span<const uint8_t> picture) {
+    const size_t size = SizeWithoutZeros(picture);
+    return picture.size() % 4 == 0 && picture.size() - size <= 3 ? size : picture.size();
+}
+
+class Extraction {
+public:
+    Extraction(const InputFile& from, const FileInfo& info, bool raw, Progress& progress)
+        : from_(from), info_(info), raw_(raw), progress_(progress), window_(from, kStep) {}
+
+    // The group's frames from `first` up to and without `end`, counted in the group.
+    void Pictures(const Op1bGroup& group, uint32_t first, uint32_t end, StreamOutput& to) {
+        Elements elements(from_, window_, group.pictures);
+        for (uint32_t i = 0; i < end; ++i) {
+            const auto place = elements.Next();
+            if (!place || place->Size() > kMostPicture) {
+                Fail(ExitStatus::kInput, info_.path,
+                     "frame " + std::to_string(group.firstFrame + i) + " is not where it should be (offset " +
+                         std::to_string(place ? place->begin : group.pictures.end) + ")");
+            }
+            if (i < first) continue;
+            const auto picture = Bytes(*place);
+            to.Write(raw_ ? picture : picture.first(SizeUnaligned(picture)));
+        }
+    }
+
+    void Sound(const Op1bGroup& group, uint32_t first, uint32_t end, size_t channel, StreamOutput& to) {
+        const auto place = Elements(from_, window_, group.sound[channel]).Next();
+        if (!place) return;
+        ByteRange wanted = info_.SoundOf(group, *place, first, end);
+        if (!raw_) wanted.end -= wanted.Size() % (info_.bitsPerSample / 8);
+        while (wanted.Size() > 0) {
+            const auto bytes = Bytes({wanted.begin, wanted.begin + std::min(kSoundStep, wanted.Size())});
+            to.Write(bytes);
+            wanted.begin += bytes.size();
+        }
+    }
+
+private:
+    std::span<const uint8_t> Bytes(const ByteRange& range) {
+        if (interrupted) throw Failure(ExitStatus::kInterrupted, "interrupted");
+        const auto bytes = window_.At(range.begin, static_cast<size_t>(range.Size()));
+        if (bytes.size() != range.Size()) {
+            Fail(ExitStatus::kInput, info_.path,
+                 "ends within its essence (offset " + std::to_string(range.begin + bytes.size()) + ")");
+        }
+        progress_.Advance(bytes.size());
+        return bytes;
+    }
+
+    const InputFile& from_;
+    const FileInfo& info_;
+    bool raw_;
+    Progress& progress_;
+    ReadingWindow window_;
+};
+
+}  // namespace
+
+std::vector<EssenceStream> Op1bStreams(const FileInfo& info, const std::string& stem, bool raw) {
+    using Kind = EssenceStream::Kind;
+    std::vector<EssenceStream> streams{{stem + (raw ? ".raw" : ".h264"), Kind::kPicture}};
+    for (uint32_t channel = 0; channel < info.channels; ++channel) {
+        char number[12];
+        std::snprintf(number, sizeof number, "%02u", channel);
+        streams.push_back({stem + number + (raw ? ".pcm" : ".wav"), Kind::kSound});
+    }
+    if (info.xml && !info.xml->isPlaceholder) streams.push_back({stem + ".xml", Kind::kXml});
+    if (info.thumbnail && !info.thumbnail->picture.isPlaceholder) streams.push_back({stem + ".bmp", Kind::kThumbnail});
+    return streams;
+}
+
+void ExtractOp1b(const InputFile& from, const FileInfo& info, const std::vector<EssenceStream>& streams,
+                 const std::optional<FrameRange>& range, bool raw,
+                 const std::vector<std::unique_ptr<StreamOutput>>& outputs) {
+    for (size_t i = 0; i < streams.size(); ++i) {
+        if (!streams[i].IsSideData()) continue;
+        const ByteRange& place =
+            (streams[i].kind == EssenceStream::Kind::kXml ? *info.xml : info.thumbnail->picture).place;
+        std::vector<uint8_t> bytes(static_cast<size_t>(place.Size()));
+        from.Read(place.begin, bytes);
+        outputs[i]->Write(bytes);
+    }
+    if (info.groups.empty()) return;
+
+    const uint64_t end = range ? range->last + 1 : static_cast<uint64_t>(info.frames);
+    const uint64_t first = range ? (raw ? range->first : DecodableFrom(from, info, *range)) : 0;
+    Progress progress(info.path, range ? 0 : static_cast<uint64_t>(info.dataSize), 0);
+    Extraction extraction(from, info, raw, progress);
+    for (const Op1bGroup& group : info.groups) {
+        if (group.firstFrame + group.frames <= first || group.firstFrame >= end) continue;
+        const auto begin = static_cast<uint32_t>(std::max(first, group.firstFrame) - group.firstFrame);
+        const auto upTo = static_cast<uint32_t>(std::min<uint64_t>(end - group.firstFrame, group.frames));
+        extraction.Pictures(group, begin, upTo, *outputs.front());
+        for (size_t channel = 0; channel < group.sound.size(); ++channel) {
+            extraction.Sound(group, begin, upTo, channel, *outputs[1 + channel]);
+        }
+    }
+}
+
+}  // namespace kmxf::program
