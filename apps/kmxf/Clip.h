@@ -8,22 +8,8 @@
 #include "FileInfo.h"
 #include "Program.h"
 
+// The library's clips, for the user.
 namespace kmxf::program {
-
-// The files of one recording.
-struct Clip {
-    std::vector<FileInfo> files;  // video first, then audio by name
-
-    const FileInfo* Video() const;
-
-    struct Disagreement {
-        std::string key;
-        std::vector<nlohmann::ordered_json> values;  // one for each file, in their order; null where it is absent
-    };
-    // Compares what all files of a clip should say alike.
-    std::vector<Disagreement> Disagreements() const;
-    nlohmann::ordered_json AgreedValues() const;
-};
 
 struct FoundClips {
     std::vector<Clip> clips;
@@ -31,9 +17,17 @@ struct FoundClips {
     ExitStatus status = ExitStatus::kDone;
 };
 
-// All clips that the paths name: a file names the whole clip it belongs to, a folder every clip in it. With `only`
-// files name themselves. Files belong together by their material UMID. Each clip comes once. Throws Failure when a file
-// that was named cannot be read or recognised, or when a folder has no other.
+// All clips that the paths name, see kmxf::FindClips. Throws Failure when a file that was named cannot be read or
+// recognised, or when a folder has no other.
 FoundClips FindClips(const std::vector<std::string>& paths, bool only);
+
+// What the files of a clip say alike, and what follows from them together.
+nlohmann::ordered_json AgreedValues(const Clip& clip);
+// A value that the files do not say alike: one for each file, in their order; null where it is absent.
+struct Disagreement {
+    std::string key;
+    std::vector<nlohmann::ordered_json> values;
+};
+std::vector<Disagreement> Disagreements(const Clip& clip);
 
 }  // namespace kmxf::program

@@ -14,6 +14,9 @@ Run AddWrap(CLI::App& app);
 Run AddUnwrap(CLI::App& app);
 Run AddInfo(CLI::App& app);
 Run AddFrames(CLI::App& app);
+Run AddDump(CLI::App& app);
+Run AddCheck(CLI::App& app);
 Run AddEdit(CLI::App& app);
+Run AddSalvage(CLI::App& app);
 
 }  // namespace kmxf::program

@@ -1,14 +1,8 @@
 #include "FileInfo.h"
 
-#include <algorithm>
-#include <chrono>
-#include <thread>
-
-#include "HeaderArea.h"
+#include "InputFile.h"
 #include "Program.h"
 #include "Text.h"
-#include "core/Labels.h"
-#include "core/LocalTags.h"
 #include "kmxf/collaborators/Timecode.h"
 #include "kmxf/core/VideoStandard.h"
 
@@ -16,202 +10,124 @@ namespace kmxf::program {
 
 namespace {
 
-constexpr size_t kPartitionPackSize = 124;  // with one essence container label
+class FileSource final : public IByteSource {
+public:
+    FileSource(const std::string& path, bool stoppable) : file_(path), stoppable_(stoppable) {}
+    uint64_t GetSize() override { return file_.Size(); }
+    size_t Read(uint64_t offset, std::span<uint8_t> bytes) override {
+        if (stoppable_ && interrupted) throw Failure(ExitStatus::kInterrupted, "interrupted");
+        try {
+            return file_.ReadSome(offset, bytes);
+        } catch (const Failure& failure) {
+            throw ClipError(failure.what());
+        }
+    }
 
-void ReadDescriptiveMetadata(FileInfo& info, const HeaderSets& sets) {
+private:
+    InputFile file_;
+    bool stoppable_;
+};
+
+std::string StartTimecodeText(const FileInfo& info) {
+    CTimecode timecode(static_cast<uint32_t>(info.startTimecode), false);
+    timecode.SetVideoStd(info.timecodeBase == 25   ? VIDEO_STD_50I
+                         : info.timecodeBase == 24 ? VIDEO_STD_23_98P
+                                                   : VIDEO_STD_59_94I);
+    timecode.SetDropFlag(info.dropFrame ? 1 : 0, false);
+    return timecode.GetText();
+}
+
+nlohmann::ordered_json Json(const ClipDescription& description) {
+    nlohmann::ordered_json json;
     const auto put = [&](const char* name, const std::string& text) {
-        if (!text.empty()) info.descriptiveMetadata[name] = text;
+        if (!text.empty()) json[name] = text;
     };
-    put("job_function", Utf16Text(sets.Item(kParticipantKey, kTagJobFunction)));
-    put("family_name", Utf16Text(sets.Item(kPersonKey, kTagFamilyName)));
-    put("first_given_name", Utf16Text(sets.Item(kPersonKey, kTagFirstGivenName)));
-    put("project_number", RawText(sets.Item(kProjectKey, kTagProjectNumber)));
-    put("project_name", Utf16Text(sets.Item(kProjectKey, kTagProjectName)));
-    const Bytes take = sets.Item(kClipFrameworkKey, kTagTakeNumber);
-    if (!take.empty()) info.descriptiveMetadata["take_number"] = Number(take);
-    put("clip_kind", Utf16Text(sets.Item(kClipFrameworkKey, kTagClipKind)));
-    put("scene_number", RawText(sets.Item(kSceneFrameworkKey, kTagSceneNumber)));
+    put("job_function", description.jobFunction);
+    put("family_name", description.familyName);
+    put("first_given_name", description.firstGivenName);
+    put("project_number", description.projectNumber);
+    put("project_name", description.projectName);
+    if (description.takeNumber) json["take_number"] = *description.takeNumber;
+    put("clip_kind", description.clipKind);
+    put("scene_number", description.sceneNumber);
+    return json;
 }
 
 }  // namespace
 
-HeaderArea TakeApart(Bytes bytes) {
-    HeaderArea area;
-    area.pack.SetData(bytes.data(), static_cast<uint32_t>(bytes.size()));
-    int64_t metadataSize = 0;
-    area.pack.GetHeaderByteCount(metadataSize);
-    const size_t packSize = area.pack.GetLength();
-    if (metadataSize < 0 || packSize > bytes.size() || static_cast<uint64_t>(metadataSize) > bytes.size() - packSize) {
-        area.damage = 0;
-        return area;
-    }
-    area.sets = HeaderSets(bytes.subspan(packSize, static_cast<size_t>(metadataSize)));
-    if (const auto broken = area.sets.Broken()) area.damage = packSize + *broken;
-    if (area.sets.All(kPrimerPackKey).empty()) area.damage = packSize;
-    return area;
+std::unique_ptr<IByteSource> OpenSource(const std::string& path) try {
+    return std::make_unique<FileSource>(path, true);
+} catch (const Failure& failure) {
+    throw ClipError(failure.what());
 }
 
-void ReadIdentity(FileInfo& info, const HeaderSets& sets) {
-    const Bytes materialPackage =
-        sets.All(kMaterialPackageKey).empty() ? Bytes{} : sets.All(kMaterialPackageKey).front();
-    if (!materialPackage.empty()) {
-        info.materialUmid = Umid(HeaderSets::Item(materialPackage, kTagPackageUID));
-        info.packageName = Utf16Text(HeaderSets::Item(materialPackage, kTagPackageName));
-        info.creationDate = Timestamp(HeaderSets::Item(materialPackage, kTagPackageCreationDate));
-    }
-    info.fileUmid = Umid(sets.Item(kFilePackageKey, kTagPackageUID));
-    info.company = Utf16Text(sets.Item(kIdentificationKey, kTagCompanyName));
-    info.product = Utf16Text(sets.Item(kIdentificationKey, kTagProductName));
-    info.productVersion = Utf16Text(sets.Item(kIdentificationKey, kTagVersionString));
-    info.startTimecode = static_cast<int64_t>(Number(sets.Item(kTimecodeComponentKey, kTagStartTimecode)));
-    info.timecodeBase = static_cast<uint32_t>(Number(sets.Item(kTimecodeComponentKey, kTagRoundedTimecodeBase)));
-    info.dropFrame = Number(sets.Item(kTimecodeComponentKey, kTagDropFrame)) != 0;
-    ReadDescriptiveMetadata(info, sets);
+FileInfo ReadFileInfo(const std::string& path) try {
+    FileSource source(path, false);
+    return ReadClipFile(source, path);
+} catch (const ClipError& error) {
+    throw Failure(ExitStatus::kInput, error.what());
 }
 
-std::optional<CPartition> FooterAt(const InputFile& file, uint64_t offset, uint64_t fileSize) {
-    if (offset == 0 || offset > fileSize || fileSize - offset < kPartitionPackSize) return std::nullopt;
-    const auto bytes = file.Look(offset, kPartitionPackSize);
-    CPartition pack;
-    const bool parsed = pack.SetData(bytes.data(), static_cast<uint32_t>(bytes.size())) == 0;
-    return parsed && pack.GetKey().bytes[13] == 0x04 ? std::optional(pack) : std::nullopt;
+VideoFormat FormatOf(const FileInfo& info) {
+    const ClipPictureFormat format = info.format.value_or(ClipPictureFormat{});
+    return {format.videoStd, format.compType, format.consumerDV};
 }
 
-bool IsGrowing(const InputFile& file, uint64_t size) {
-    // Slow recordings write a piece a few times a second.
-    for (int i = 0; i < 10; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(40));
-        if (file.Size() != size) return true;
-    }
-    return false;
-}
-
-std::string Verdict::Text() const {
-    switch (kind) {
-        case Kind::kClosed:
-            return "closed";
-        case Kind::kCutOff:
-            return "cut off at frame " + std::to_string(at);
-        case Kind::kDamaged:
-            return "damaged at offset " + std::to_string(at);
-        case Kind::kGrowing:
-            return "growing";
-    }
-    return "";
-}
-
-std::string FileInfo::StartTimecodeText() const {
-    CTimecode timecode(static_cast<uint32_t>(startTimecode), false);
-    timecode.SetVideoStd(timecodeBase == 25 ? VIDEO_STD_50I : timecodeBase == 24 ? VIDEO_STD_23_98P : VIDEO_STD_59_94I);
-    timecode.SetDropFlag(dropFrame ? 1 : 0, false);
-    return timecode.GetText();
-}
-
-uint64_t FileInfo::FrameOffset(uint64_t frame) const {
-    return dataOffset + (format && format->IsAVCIntra() ? 512 : 0) + frame * frameSize;
-}
-
-int64_t FileInfo::FirstSample(uint64_t frame) const {
-    return std::min(DurationToAudioSample(rateStandard, static_cast<int64_t>(frame), samplingRate), samples);
-}
-
-ByteRange FileInfo::SoundOf(const Op1bGroup& group, const ByteRange& samplesOfGroup, uint32_t first,
-                            uint32_t end) const {
-    const auto before = [&](uint32_t frame) {
-        const auto sample = static_cast<uint64_t>(DurationToAudioSample(rateStandard, frame, samplingRate));
-        return std::min(samplesOfGroup.begin + sample * (bitsPerSample / 8), samplesOfGroup.end);
-    };
-    return {before(first), end == group.frames ? samplesOfGroup.end : before(end)};
-}
-
-nlohmann::ordered_json FileInfo::Json() const {
+nlohmann::ordered_json Json(const FileInfo& info) {
     nlohmann::ordered_json json;
-    json["path"] = path;
-    json["verdict"] = verdict.Text();
-    json["pattern"] = isOp1b ? "OP-1b" : "OP-Atom";
-    if (isVideo || isAudio) json["kind"] = isOp1b ? "clip" : isVideo ? "video" : "audio";
-    if (format) {
-        json["codec"] = format->Codec();
-        json["raster"] = format->Raster();
-        json["standard"] = format->Standard();
-        json["video_standard_code"] = HexCode(format->videoStd);
-        json["compression_code"] = HexCode(format->compType);
-        if (frameSize != 0) json["frame_size"] = frameSize;
-    } else if (isAudio) {
-        json["codec"] = "pcm" + std::to_string(bitsPerSample);
+    json["path"] = info.path;
+    json["verdict"] = info.verdict.Text();
+    json["pattern"] = info.isOp1b ? "OP-1b" : "OP-Atom";
+    if (info.isVideo || info.isAudio) json["kind"] = info.isOp1b ? "clip" : info.isVideo ? "video" : "audio";
+    if (info.format) {
+        const VideoFormat format = FormatOf(info);
+        json["codec"] = format.Codec();
+        json["raster"] = format.Raster();
+        json["standard"] = format.Standard();
+        json["video_standard_code"] = HexCode(format.videoStd);
+        json["compression_code"] = HexCode(format.compType);
+        if (info.frameSize != 0) json["frame_size"] = info.frameSize;
+    } else if (info.isAudio) {
+        json["codec"] = "pcm" + std::to_string(info.bitsPerSample);
     }
-    if (frameRate.denominator != 0) json["frame_rate"] = RateText(frameRate);
-    json["duration"] = duration;
-    json["data_offset"] = dataOffset;
-    json["data_size"] = dataSize;
-    json["file_size"] = fileSize;
-    if (timecodeBase != 0) {
-        json["start_timecode"] = StartTimecodeText();
-        json["drop_frame"] = dropFrame;
+    if (info.frameRate.denominator != 0) json["frame_rate"] = RateText(info.frameRate);
+    json["duration"] = info.duration;
+    json["data_offset"] = info.dataOffset;
+    json["data_size"] = info.dataSize;
+    json["file_size"] = info.fileSize;
+    if (info.timecodeBase != 0) {
+        json["start_timecode"] = StartTimecodeText(info);
+        json["drop_frame"] = info.dropFrame;
     }
-    json["material_umid"] = Hex(materialUmid);
-    json["file_umid"] = Hex(fileUmid);
-    json["package_name"] = packageName;
-    if (creationDate.year != 0) json["creation_date"] = IsoDate(creationDate);
-    if (isVideo) json["wide"] = wide;
-    if (isVideo && !isOp1b) json["consumer_dv"] = format && format->consumerDV;
-    if (channels != 0) {
-        json["sampling_rate"] = samplingRate;
-        json["bits_per_sample"] = bitsPerSample;
-        json["samples"] = samples;
+    json["material_umid"] = Hex(info.materialUmid);
+    json["file_umid"] = Hex(info.fileUmid);
+    json["package_name"] = info.packageName;
+    if (info.creationDate.year != 0) json["creation_date"] = IsoDate(info.creationDate);
+    if (info.isVideo) json["wide"] = info.wide;
+    if (info.isVideo && !info.isOp1b) json["consumer_dv"] = info.format && info.format->consumerDV;
+    if (info.channels != 0) {
+        json["sampling_rate"] = info.samplingRate;
+        json["bits_per_sample"] = info.bitsPerSample;
+        json["samples"] = info.samples;
     }
-    if (isAudio || isOp1b) json["channels"] = channels;
-    if (isOp1b) {
-        json["origin"] = origin;
-        json["partition_frames"] = partitionFrames;
+    if (info.isAudio || info.isOp1b) json["channels"] = info.channels;
+    if (info.isOp1b) {
+        json["origin"] = info.origin;
+        json["partition_frames"] = info.partitionFrames;
     }
-    json["company"] = company;
-    json["product"] = product;
-    json["product_version"] = productVersion;
-    if (!descriptiveMetadata.empty()) json["descriptive_metadata"] = descriptiveMetadata;
-    if (xml) json["xml_size"] = xml->place.Size();
-    if (thumbnail) {
-        json["thumbnail"] = {{"width", thumbnail->width},
-                             {"height", thumbnail->height},
-                             {"format", thumbnail->format},
-                             {"size", thumbnail->picture.place.Size()}};
+    json["company"] = info.company;
+    json["product"] = info.product;
+    json["product_version"] = info.productVersion;
+    if (auto description = Json(info.description); !description.empty())
+        json["descriptive_metadata"] = std::move(description);
+    if (info.xml) json["xml_size"] = info.xml->place.Size();
+    if (info.thumbnail) {
+        json["thumbnail"] = {{"width", info.thumbnail->width},
+                             {"height", info.thumbnail->height},
+                             {"format", info.thumbnail->format},
+                             {"size", info.thumbnail->picture.place.Size()}};
     }
     return json;
-}
-
-FileInfo ReadFileInfo(const std::string& path) {
-    const InputFile file(path);
-    const auto start = file.Look(0, kHeaderAreaSize);
-    FileInfo info;
-    info.path = path;
-    info.fileSize = file.Size();
-    CPartition pack;
-    if (info.fileSize < 20 || pack.SetData(start.data(), static_cast<uint32_t>(start.size())) != 0) {
-        Fail(ExitStatus::kInput, path, "is not an MXF file: it does not begin with a partition pack (offset 0)");
-    }
-    if (info.fileSize < kPartitionPackSize) {
-        Fail(ExitStatus::kInput, path,
-             "ends within its first partition pack (offset " + std::to_string(info.fileSize) + ")");
-    }
-    info.isOp1b = pack.IsOp1b();
-    if (!pack.IsOpAtom() && !info.isOp1b) {
-        Fail(ExitStatus::kInput, path,
-             "is an MXF file of another operational pattern than OP-Atom and OP-1b (offset 84)");
-    }
-    (info.isOp1b ? ReadOp1b : ReadOpAtom)(file, start, info);
-    return info;
-}
-
-std::optional<MXFUMIDTag> ReadMaterialUmid(const std::string& path) try {
-    // The material package comes early: half a header area is enough to tell files apart.
-    constexpr size_t kLook = kHeaderAreaSize / 2;
-    const auto bytes = InputFile(path).Look(0, kLook);
-    CPartition pack;
-    if (pack.SetData(bytes.data(), kLook) != 0 || !pack.IsOpAtom() || pack.GetLength() > kLook) return std::nullopt;
-    const auto umid = HeaderSets(Bytes(bytes).subspan(pack.GetLength())).Item(kMaterialPackageKey, kTagPackageUID);
-    return umid.empty() ? std::nullopt : std::optional(Umid(umid));
-} catch (const Failure&) {
-    return std::nullopt;
 }
 
 }  // namespace kmxf::program

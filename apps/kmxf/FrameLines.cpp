@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "Op1bGroups.h"
 #include "Program.h"
 #include "Text.h"
 #include "kmxf/collaborators/Timecode.h"
@@ -19,7 +18,7 @@ constexpr size_t kSEIAreaSize = 512;
 constexpr size_t kElementHeadLook = 256;  // the start of a sound partition: its pack, and the head of its element
 constexpr size_t kANCLook = 1 << 16;
 
-std::string TimecodeText(const VideoFormat& format, const uint8_t* packed) {
+std::string TimecodeText(const ClipPictureFormat& format, const uint8_t* packed) {
     CTimecode timecode;
     timecode.SetVideoStd(format.videoStd);
     return timecode.SetData(packed) == 0 ? timecode.GetText() : "";
@@ -46,7 +45,7 @@ FrameLine FrameLines::Line(uint64_t frame) {
     return line;
 }
 
-void FrameLines::LoadGroup(const Op1bGroup& group) {
+void FrameLines::LoadGroup(const ClipGroup& group) {
     places_ = FramePlaces(file_, group);
     sound_.clear();
     for (const ByteRange& partition : group.sound) {
@@ -66,7 +65,7 @@ void FrameLines::LoadGroup(const Op1bGroup& group) {
 
 void FrameLines::AddEntry(FrameLine& line) {
     const bool first = group_ == nullptr;
-    const Op1bGroup& group = GroupOf(info_.groups, line.number);
+    const ClipGroup& group = GroupOf(info_.groups, line.number);
     if (group_ != &group) LoadGroup(group);
     const auto position = static_cast<uint32_t>(line.number - group.firstFrame);
     const FramePlace& place = places_[position];
@@ -88,7 +87,7 @@ void FrameLines::LookAtKeyPicture(uint64_t frame) {
     const auto key =
         static_cast<uint64_t>(static_cast<int64_t>(frame) + places_[frame - group_->firstFrame].keyFrameOffset);
     if (key >= frame) return;
-    const Op1bGroup& group = GroupOf(info_.groups, key);
+    const ClipGroup& group = GroupOf(info_.groups, key);
     const auto places = &group == group_ ? places_ : FramePlaces(file_, group);
     const ByteRange& picture = places[static_cast<size_t>(key - group.firstFrame)].picture;
     const auto start = Start({picture.begin, picture.Size()});
@@ -96,7 +95,7 @@ void FrameLines::LookAtKeyPicture(uint64_t frame) {
 }
 
 std::span<const uint8_t> FrameLines::Start(const FrameLine::Place& picture) {
-    const size_t most = info_.isOp1b || info_.format->IsAVCIntra() ? kSEIAreaSize : kDIFSequenceSize;
+    const size_t most = info_.isOp1b || IsAVCI(info_.format->compType) ? kSEIAreaSize : kDIFSequenceSize;
     look_.resize(static_cast<size_t>(std::min<uint64_t>(most, picture.size)));
     file_.Read(picture.offset, look_);
     return look_;
@@ -111,7 +110,7 @@ void FrameLines::ReadMarks(FrameLine& line) {
         sei_.SetSEIData(start.data(), size, false);
         hasTimecode = sei_.GetTimecode(timecode, SEI_DATA_TYPE1) == 0;
         hasUserBits = sei_.GetUsersBit(userBits, SEI_DATA_TYPE1) == 0;
-    } else if (info_.format->IsAVCIntra()) {
+    } else if (IsAVCI(info_.format->compType)) {
         CAVCIFrame picture;
         if (picture.SetFrameData(start.data(), size) != 0) return;
         hasTimecode = picture.GetTimecode(timecode, SEI_DATA_TYPE1) == 0;

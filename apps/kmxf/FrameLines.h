@@ -8,6 +8,7 @@
 
 #include "FileInfo.h"
 #include "InputFile.h"
+#include "Op1bGroups.h"
 #include "kmxf/collaborators/VideoFrame.h"
 
 namespace kmxf::program {
@@ -41,7 +42,7 @@ public:
 
 private:
     void AddEntry(FrameLine& line);
-    void LoadGroup(const Op1bGroup& group);
+    void LoadGroup(const ClipGroup& group);
     void LookAtKeyPicture(uint64_t frame);
     void ReadMarks(FrameLine& line);
     std::span<const uint8_t> Start(const FrameLine::Place& picture);
@@ -52,7 +53,7 @@ private:
 
     // OP-1b
     CAVCSEIData sei_;
-    const Op1bGroup* group_ = nullptr;  // the one that is loaded
+    const ClipGroup* group_ = nullptr;  // the one that is loaded
     std::vector<FramePlace> places_;
     std::vector<ByteRange> sound_, anc_;
 };

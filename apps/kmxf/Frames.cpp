@@ -57,7 +57,7 @@ void PrintJson(const FrameLine& line, bool first) {
 // The file named; of a folder, the picture of the one clip in it.
 FileInfo FileToList(const std::string& path) {
     std::error_code error;
-    if (!std::filesystem::is_directory(path, error)) return ReadFileInfo(path);
+    if (!std::filesystem::is_directory(path, error)) return FindClips({path}, true).clips.front().files.front();
     const FoundClips found = FindClips({path}, false);
     if (found.clips.size() != 1) {
         Fail(ExitStatus::kInput, path, "holds " + std::to_string(found.clips.size()) + " clips; name a file");

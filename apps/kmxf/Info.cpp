@@ -32,7 +32,7 @@ void PrintValues(const nlohmann::ordered_json& values, int indent) {
 
 nlohmann::ordered_json DisagreementsJson(const Clip& clip) {
     nlohmann::ordered_json list = nlohmann::ordered_json::array();
-    for (const Clip::Disagreement& disagreement : clip.Disagreements()) {
+    for (const Disagreement& disagreement : Disagreements(clip)) {
         nlohmann::ordered_json entry{{"key", disagreement.key}, {"values", nlohmann::ordered_json::array()}};
         for (size_t i = 0; i < clip.files.size(); ++i) {
             entry["values"].push_back({{"path", clip.files[i].path}, {"value", disagreement.values[i]}});
@@ -44,15 +44,15 @@ nlohmann::ordered_json DisagreementsJson(const Clip& clip) {
 
 void PrintClip(const Clip& clip) {
     std::printf("clip of %zu file%s\n", clip.files.size(), clip.files.size() == 1 ? "" : "s");
-    PrintValues(clip.AgreedValues(), 2);
-    for (const Clip::Disagreement& disagreement : clip.Disagreements()) {
+    PrintValues(AgreedValues(clip), 2);
+    for (const Disagreement& disagreement : Disagreements(clip)) {
         std::printf("  the files disagree on %s\n", disagreement.key.c_str());
         for (size_t i = 0; i < clip.files.size(); ++i) {
             std::printf("    %s: %s\n", clip.files[i].path.c_str(), Plain(disagreement.values[i]).c_str());
         }
     }
     for (const FileInfo& file : clip.files) {
-        nlohmann::ordered_json values = file.Json();
+        nlohmann::ordered_json values = Json(file);
         std::printf("%s: %s\n", file.path.c_str(), file.verdict.Text().c_str());
         values.erase("path");
         values.erase("verdict");
@@ -71,8 +71,8 @@ ExitStatus Info(const Options& o) {
             PrintClip(clip);
             continue;
         }
-        nlohmann::ordered_json document{{"clip", clip.AgreedValues()}, {"files", nlohmann::ordered_json::array()}};
-        for (const FileInfo& file : clip.files) document["files"].push_back(file.Json());
+        nlohmann::ordered_json document{{"clip", AgreedValues(clip)}, {"files", nlohmann::ordered_json::array()}};
+        for (const FileInfo& file : clip.files) document["files"].push_back(Json(file));
         document["disagreements"] = DisagreementsJson(clip);
         documents.push_back(std::move(document));
     }

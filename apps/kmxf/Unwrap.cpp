@@ -67,7 +67,7 @@ Part PartOf(const FileInfo& info, const std::optional<FrameRange>& range, bool r
         return {info.dataOffset + begin, end - begin, {}};
     }
     Part part{info.FrameOffset(range->first), (range->last - range->first + 1) * info.frameSize, {}};
-    if (info.format->IsAVCIntra() && !raw) {
+    if (IsAVCI(info.format->compType) && !raw) {
         part.lead.resize(512);
         GetAVCIHeader(info.format->videoStd, info.format->compType, part.lead.data());
     }
@@ -109,7 +109,7 @@ std::vector<EssenceStream> StreamsOf(const FileInfo& info, bool raw) {
     const std::string stem = std::filesystem::path(info.path).stem().string();
     if (info.isOp1b) return Op1bStreams(info, stem, raw);
     if (!info.isVideo) return {{stem + (raw ? ".pcm" : ".wav"), EssenceStream::Kind::kSound}};
-    return {{stem + (raw ? ".raw" : info.format->IsAVCIntra() ? ".h264" : ".dv"), EssenceStream::Kind::kPicture}};
+    return {{stem + (raw ? ".raw" : IsAVCI(info.format->compType) ? ".h264" : ".dv"), EssenceStream::Kind::kPicture}};
 }
 
 struct Job {

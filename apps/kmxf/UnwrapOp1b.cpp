@@ -20,7 +20,7 @@ constexpr size_t kParameterSetArea = 4096;  // of a picture, where its parameter
 constexpr uint8_t kSequenceParameterSet = 7;
 
 FramePlace PlaceOf(const InputFile& from, const FileInfo& info, uint64_t frame) {
-    const Op1bGroup& group = GroupOf(info.groups, frame);
+    const ClipGroup& group = GroupOf(info.groups, frame);
     return FramePlaces(from, group)[static_cast<size_t>(frame - group.firstFrame)];
 }
 
@@ -62,7 +62,7 @@ public:
         : from_(from), info_(info), raw_(raw), progress_(progress), window_(from, kStep) {}
 
     // The group's frames from `first` up to and without `end`, counted in the group.
-    void Pictures(const Op1bGroup& group, uint32_t first, uint32_t end, StreamOutput& to) {
+    void Pictures(const ClipGroup& group, uint32_t first, uint32_t end, StreamOutput& to) {
         Elements elements(from_, window_, group.pictures);
         for (uint32_t i = 0; i < end; ++i) {
             const auto place = elements.Next();
@@ -77,7 +77,7 @@ public:
         }
     }
 
-    void Sound(const Op1bGroup& group, uint32_t first, uint32_t end, size_t channel, StreamOutput& to) {
+    void Sound(const ClipGroup& group, uint32_t first, uint32_t end, size_t channel, StreamOutput& to) {
         const auto place = Elements(from_, window_, group.sound[channel]).Next();
         if (!place) return;
         ByteRange wanted = info_.SoundOf(group, *place, first, end);
@@ -140,7 +140,7 @@ void ExtractOp1b(const InputFile& from, const FileInfo& info, const std::vector<
     const uint64_t first = range ? (raw ? range->first : DecodableFrom(from, info, *range)) : 0;
     Progress progress(info.path, range ? 0 : static_cast<uint64_t>(info.dataSize), 0);
     Extraction extraction(from, info, raw, progress);
-    for (const Op1bGroup& group : info.groups) {
+    for (const ClipGroup& group : info.groups) {
         if (group.firstFrame + group.frames <= first || group.firstFrame >= end) continue;
         const auto begin = static_cast<uint32_t>(std::max(first, group.firstFrame) - group.firstFrame);
         const auto upTo = static_cast<uint32_t>(std::min<uint64_t>(end - group.firstFrame, group.frames));

@@ -111,7 +111,7 @@ private:
 void OpAtomWrapping::Prove(const OutputFile& file, int64_t dataSize, const std::optional<VideoFormat>& format) {
     const FileInfo info = ReadFileInfo(file.WorkPath());
     const bool sound = !format && !info.isVideo && info.samples * (info.bitsPerSample / 8) == dataSize;
-    const bool picture = format && info.format == format && static_cast<uint64_t>(info.duration) == frames_;
+    const bool picture = format && FormatOf(info) == *format && static_cast<uint64_t>(info.duration) == frames_;
     if (info.verdict.kind != Verdict::Kind::kClosed || info.dataSize != dataSize || !(sound || picture)) {
         Fail(ExitStatus::kFindings, file.FinalPath(),
              "reads back differently from what was written: " + info.verdict.Text());

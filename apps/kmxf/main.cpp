@@ -51,11 +51,9 @@ ExitStatus RunProgram(int argc, char** argv) {
     app.add_option("--log-file", settings.logFile, "Append the library's log records to a file");
     app.add_option("--color", settings.color, "auto, always or never")
         ->check(CLI::IsMember({"auto", "always", "never"}));
-    std::vector<std::pair<std::string, Run>> commands{{"wrap", AddWrap(app)},
-                                                      {"unwrap", AddUnwrap(app)},
-                                                      {"info", AddInfo(app)},
-                                                      {"frames", AddFrames(app)},
-                                                      {"edit", AddEdit(app)}};
+    std::vector<std::pair<std::string, Run>> commands{
+        {"wrap", AddWrap(app)}, {"unwrap", AddUnwrap(app)}, {"info", AddInfo(app)}, {"frames", AddFrames(app)},
+        {"dump", AddDump(app)}, {"check", AddCheck(app)},   {"edit", AddEdit(app)}, {"salvage", AddSalvage(app)}};
     for (CLI::App* command : app.get_subcommands({})) command->set_version_flag("--version", "kmxf " KMXF_VERSION);
     try {
         app.parse(argc, argv);

@@ -11,6 +11,7 @@
 #include "core/Bytes.h"
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "core/LocalTags.h"
 #include "core/Lookup.h"
 #include "kmxf/core/Status.h"
@@ -22,8 +23,6 @@
 namespace kmxf {
 
 namespace {
-
-constexpr uint32_t kHeaderAreaSize = 32768;
 
 int32_t Fail(LogPlace place, const char* message, int32_t status) {
     return Failed(place, "ReadMXFBase", message, status);
@@ -185,7 +184,7 @@ int32_t CReadMXFBase::ReadHeader() {
     Essence essence;
     PieceAllocator allocator(stream_);
     const Outcome outcome = [&]() -> Outcome {
-        const OwnedPiece piece(allocator, kHeaderAreaSize);  // back with its allocator before the file is closed
+        const OwnedPiece piece(allocator, kOpAtomHeaderSize);  // back with its allocator before the file is closed
         if (!piece) return {kStatusIoError, "Allocate Error."};
         if (!ReadWholeAt(*stream_, 0, piece)) return {kStatusIoError, "Read Error."};
         try {

@@ -10,6 +10,7 @@
 #include "collaborators/Report.h"
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "core/LocalTags.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/structures/Partition.h"
@@ -28,8 +29,6 @@ constexpr MXFKEYTag WithByte13(MXFKEYTag label, uint8_t byte) {
 }
 constexpr MXFKEYTag kOp1aLabel = WithByte13(kOp1bLabel, 0x01);
 // By their code
-constexpr uint32_t kOp1bHeaderSize = 0x20000;
-
 constexpr MXFKEYTag kPatterns[] = {kOpAtomLabel, kOpAtomLabel3, kOp1aLabel, kOp1bLabel};
 
 // IEC 61834 of 525 lines; the label of 625 lines, ... 02 01 02 00, is not looked for.

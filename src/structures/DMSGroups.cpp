@@ -11,6 +11,7 @@
 #include "core/HandOut.h"
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "core/LocalTags.h"
 #include "core/Lookup.h"
 #include "kmxf/core/KLV.h"
@@ -31,7 +32,7 @@ constexpr uint32_t kThumbnailTrackID = 1002;
 constexpr uint16_t kChainLinks[] = {kTagSequence, kTagStructuralComponents, kTagDMFramework};
 
 // What the header keeps for the thumbnail group and the fill item behind it.
-constexpr uint32_t kThumbnailAreaSize = 16384;
+constexpr uint32_t kThumbnailAreaSize = kOp1bHeaderSize - kOp1bXMLEnd;
 
 constexpr uint16_t kFirstDynamicTag = 0x8000;
 

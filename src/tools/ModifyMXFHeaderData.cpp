@@ -14,6 +14,7 @@
 #include "core/Bytes.h"
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "core/LocalTags.h"
 #include "core/Lookup.h"
 #include "kmxf/core/KLV.h"
@@ -28,13 +29,7 @@ namespace {
 
 using Bytes = std::span<uint8_t>;
 
-constexpr uint32_t kOpAtomHeaderSize = 32768;
 constexpr size_t kFirstContainerLabel = 108;  // in the header partition pack
-
-// The header of an OP-1b clip: structural metadata, then the room of the XML, then that of the thumbnail.
-constexpr size_t kXMLStart = 0x8000;
-constexpr size_t kThumbnailStart = 0x1C000;
-constexpr uint32_t kOp1bHeaderSize = 0x20000;
 
 constexpr uint16_t kThumbnailSize = 10854;  // a bitmap of 80 x 45 pixels of 24 bits with 54 bytes of headers
 
@@ -153,9 +148,9 @@ int32_t CModifyMXFHeaderData::ModifyXMLData(const char* fileName, const uint8_t*
     FactoryStream file;
     if (!file.Open(fileName, kOpenReadWrite)) return kStatusIoError;  // deliberately not logged
     return EditStart(file, "CModifyMXFHeaderData::ModifyXMLData", kOp1bHeaderSize, [&](Bytes header) {
-        const auto start = FindSet(header.subspan(kXMLStart), kXMLFrameworkKey);
+        const auto start = FindSet(header.subspan(kOp1bMetadataEnd), kXMLFrameworkKey);
         if (!start) return kNotFound;
-        const Bytes room = header.first(kThumbnailStart).subspan(kXMLStart);
+        const Bytes room = header.first(kOp1bXMLEnd).subspan(kOp1bMetadataEnd);
         const bool done = Rewrite<CKestralinFrameworkStatic>(
             room, *start, Refill::kAlways, [&](auto& framework) { framework.SetXMLData(xml, length); });
         return done ? nullptr : kUnfit;
@@ -168,7 +163,7 @@ int32_t CModifyMXFHeaderData::ModifyThumbnailData(const char* fileName, const ui
     FactoryStream file;
     if (!file.Open(fileName, kOpenReadWrite)) return kStatusIoError;  // nor here
     return EditStart(file, "CModifyMXFHeaderData::ModifyThumbnailData", kOp1bHeaderSize, [&](Bytes header) {
-        const Bytes room = header.subspan(kThumbnailStart);
+        const Bytes room = header.subspan(kOp1bXMLEnd);
         const Bytes position = FindItem(room, kDMSegmentKey, kTagEventStartPosition, sizeof eventStartPosition);
         if (position.empty()) return kNotFound;
         ByteWriter(position).I64(eventStartPosition);

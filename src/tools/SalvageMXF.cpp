@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 
 #include "collaborators/Guards.h"
 #include "collaborators/Report.h"
 #include "core/CompressionType.h"
+#include "core/Layout.h"
 #include "kmxf/collaborators/VideoFrame.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/writer/OpAtomPictureAVCI.h"
@@ -21,7 +23,6 @@ namespace {
 
 constexpr char kSourceFile[] = "SalvageMXF";
 
-constexpr uint32_t kEssenceOffset = 32768;
 constexpr uint32_t kAVCIHeaderSize = 512;
 constexpr uint32_t kSEIAreaSize = 512;  // of an AVC-Intra frame
 constexpr uint32_t kUnknown = 0xFFFFFFFF;
@@ -113,12 +114,17 @@ uint32_t CSalvageMXF::GetCutSize(uint32_t fileType, uint32_t clipType) {
     return 0;
 }
 
-bool CSalvageMXF::IsCompletedFile() { return NamesFooter(fileName_, kEssenceOffset); }
+bool CSalvageMXF::IsCompletedFile() { return NamesFooter(fileName_, kOpAtomHeaderSize); }
 
 int32_t CSalvageMXF::Salvage() {
     salvaged_ = true;
     FactoryStream file;
-    const int32_t status = SalvageFile(file.get());
+    int32_t status = kStatusNoMemory;
+    try {
+        status = SalvageFile(file.get());
+    } catch (const std::bad_alloc&) {
+        ResetAndClose(Fail("Allocate Error.", status));  // while the stream is there
+    }
     if (status != kStatusOk) kept_ = Kept();
     stream_ = nullptr;  // it goes with its factory
     return status;
@@ -149,7 +155,7 @@ int32_t CSalvageMXF::SalvageFile(IStreamFileIO* stream) {
         status != kStatusOk) {
         return status;
     }
-    if (const int32_t status = WriteBuilt(kEssenceOffset + kept_.size, &COpAtomBase::GetFooterData,
+    if (const int32_t status = WriteBuilt(kOpAtomHeaderSize + kept_.size, &COpAtomBase::GetFooterData,
                                           &COpAtomBase::GetFooterSize, kFooterPiece, "GetFooterData Error.");
         status != kStatusOk) {
         return status;
@@ -161,7 +167,7 @@ int32_t CSalvageMXF::SalvageFile(IStreamFileIO* stream) {
 
 int64_t CSalvageMXF::TrustedSize(int64_t fileSize) const {
     const uint32_t cut = completed_ ? 0 : GetCutSize(format_.fileType, settings_.clipType);
-    return std::max<int64_t>(fileSize - kEssenceOffset - cut, 0);
+    return std::max<int64_t>(fileSize - kOpAtomHeaderSize - cut, 0);
 }
 
 const char* CSalvageMXF::Trim(Kept& kept) const {
@@ -198,7 +204,7 @@ CSalvageMXF::Frame CSalvageMXF::ReadFrame(uint32_t frame) {
     const bool dif = IsDV(settings_.compType);
     const bool paired = settings_.compType == COMP_TYPE_DV100_720P;  // two frames in a DIF unit
     const uint32_t start = paired ? frame & ~1u : frame;
-    const uint64_t offset = kEssenceOffset + HeaderInFront(settings_.compType) + uint64_t{start} * frameSize;
+    const uint64_t offset = kOpAtomHeaderSize + HeaderInFront(settings_.compType) + uint64_t{start} * frameSize;
 
     PieceAllocator allocator(stream_);
     const OwnedPiece piece(allocator, !dif ? kSEIAreaSize : paired ? 2 * frameSize : frameSize);
@@ -319,7 +325,7 @@ int32_t CSalvageMXF::GetDataOffset(uint32_t* offset) {
     if (offset == nullptr) return kStatusInvalidArgument;
     return CCreateMXFBase::GetDataOffset(offset);
 }
-uint32_t CSalvageMXF::GetDataOffset() { return kEssenceOffset; }
+uint32_t CSalvageMXF::GetDataOffset() { return kOpAtomHeaderSize; }
 
 int32_t CSalvageMXF::GetDataSize(int64_t* size) {
     if (size == nullptr) return kStatusInvalidArgument;

@@ -7,6 +7,7 @@
 #include "collaborators/Report.h"
 #include "core/CompressionType.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "kmxf/core/Convert.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/core/VideoStandard.h"
@@ -19,7 +20,6 @@ namespace {
 
 constexpr char kSourceFile[] = "CreateMXFBase";
 
-constexpr uint32_t kEssenceOffset = 32768;
 constexpr uint32_t kReadBackUnit = 32768;
 constexpr uint32_t kAVCIHeaderSize = 512;
 constexpr size_t kFileNameCapacity = 256;  // with its terminator
@@ -139,7 +139,7 @@ int32_t CCreateMXFBase::GetTotalDuration(uint32_t* duration) {
 }
 
 int32_t CCreateMXFBase::GetDataOffset(uint32_t* offset) {
-    if (offset != nullptr) *offset = kEssenceOffset;
+    if (offset != nullptr) *offset = kOpAtomHeaderSize;
     return kStatusOk;
 }
 

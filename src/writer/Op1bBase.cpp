@@ -10,6 +10,7 @@
 #include "core/HandOut.h"
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "core/NewUMID.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/core/VideoStandard.h"
@@ -21,12 +22,6 @@
 namespace kmxf {
 
 namespace {
-
-// The header's three areas, each filled up by a fill item.
-constexpr uint32_t kMetadataAreaSize = 0x8000;
-constexpr uint32_t kXMLAreaSize = 0x14000;
-constexpr uint32_t kThumbnailAreaSize = 0x4000;
-constexpr uint32_t kHeaderSize = kMetadataAreaSize + kXMLAreaSize + kThumbnailAreaSize;
 
 constexpr uint32_t kANCElementSize = 512;
 constexpr uint32_t kMostANCData = 470;
@@ -331,7 +326,7 @@ int32_t COp1bBase::CheckRoom(const CDescriptiveMetadata& metadata) const {
     if (const int32_t status = trial.SetDescriptiveMetadata(metadata, kDMSchemeSceneOp1b); status != kStatusOk) {
         return status;
     }
-    const int64_t room = int64_t{kMetadataAreaSize} - parts_->headerPartition.GetLength() - trial.GetLength();
+    const int64_t room = int64_t{kOp1bMetadataEnd} - parts_->headerPartition.GetLength() - trial.GetLength();
     return room == 0 || room >= kKLVHeadSize ? kStatusOk : kStatusNoMemory;
 }
 
@@ -341,27 +336,27 @@ int32_t COp1bBase::GetHeaderData(uint8_t** data) {
     if (!parts_->hasUMID) SetUMID({});  // packages need one
     HeaderMetadata& metadata = parts_->metadata;
     CPartition& header = parts_->headerPartition;
-    header.SetHeaderByteCount(int64_t{kHeaderSize} - header.GetLength());
+    header.SetHeaderByteCount(int64_t{kOp1bHeaderSize} - header.GetLength());
     const uint64_t used = uint64_t{header.GetLength()} + metadata.GetLength();
     parts_->metadataFill.SetLength(
-        static_cast<uint32_t>(kMetadataAreaSize - std::min<uint64_t>(used, kMetadataAreaSize)));
+        static_cast<uint32_t>(kOp1bMetadataEnd - std::min<uint64_t>(used, kOp1bMetadataEnd)));
 
     // HandOut answers kStatusNoMemory when the pieces do not make up exactly the header.
-    const int32_t status = HandOut(kHeaderSize, data, [&](ByteWriter& writer) {
-        if (used > kMetadataAreaSize || !Put(writer, header) || metadata.Write(writer) != kStatusOk) return;
-        if (used < kMetadataAreaSize) Put(writer, parts_->metadataFill);
+    const int32_t status = HandOut(kOp1bHeaderSize, data, [&](ByteWriter& writer) {
+        if (used > kOp1bMetadataEnd || !Put(writer, header) || metadata.Write(writer) != kStatusOk) return;
+        if (used < kOp1bMetadataEnd) Put(writer, parts_->metadataFill);
         const auto putArea = [&](uint32_t area, auto& group) {
             if (group) Put(writer, *group);
             PutFill(writer, area, group ? group->GetLength() : 0);
         };
-        putArea(kXMLAreaSize, metadata.xml);
-        putArea(kThumbnailAreaSize, metadata.thumbnail);
+        putArea(kOp1bXMLEnd - kOp1bMetadataEnd, metadata.xml);
+        putArea(kOp1bHeaderSize - kOp1bXMLEnd, metadata.thumbnail);
     });
     if (status == kStatusOk && parts_->randomIndex.GetPartitionNum() == 0) parts_->EnterPartition(0, 0);
     return status;
 }
 
-uint32_t COp1bBase::GetHeaderSize() { return kHeaderSize; }
+uint32_t COp1bBase::GetHeaderSize() { return kOp1bHeaderSize; }
 
 uint32_t COp1bBase::GetHeaderMetadataSize() { return parts_ ? parts_->metadata.GetLength() : 0; }
 

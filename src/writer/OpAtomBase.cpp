@@ -6,6 +6,7 @@
 #include "core/HandOut.h"
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/core/VideoStandard.h"
 #include "kmxf/structures/Filler.h"
@@ -15,7 +16,6 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint32_t kHeaderAreaSize = 32768;
 constexpr uint32_t kElementHeadSize = 24;  // key, and the length as 0x87 and 7 bytes
 constexpr uint32_t kIndexSID = 1;
 constexpr uint32_t kBodySID = 2;
@@ -117,8 +117,8 @@ int32_t COpAtomBase::SetDataSize(int64_t size) {
     CPartition& header = parts_->headerPartition;
     CPartition& body = parts_->bodyPartition;
     CPartition& footer = parts_->footerPartition;
-    const int64_t bodyOffset = kHeaderAreaSize - kElementHeadSize - static_cast<int64_t>(body.GetLength());
-    const auto footerOffset = static_cast<int64_t>(kHeaderAreaSize + static_cast<uint64_t>(size));
+    const int64_t bodyOffset = kOpAtomHeaderSize - kElementHeadSize - static_cast<int64_t>(body.GetLength());
+    const auto footerOffset = static_cast<int64_t>(kOpAtomHeaderSize + static_cast<uint64_t>(size));
     parts_->dataSize = size;
     body.SetThisPartition(bodyOffset);
     footer.SetThisPartition(footerOffset);
@@ -207,7 +207,7 @@ int32_t COpAtomBase::GetHeaderData(uint8_t** data) {
 
     // HandOut answers kStatusNoMemory when the pieces do not make up exactly the header area: more metadata than fits,
     // or a rest of 1 to 19 bytes, which no fill item can take.
-    return HandOut(kHeaderAreaSize, data, [&](ByteWriter& writer) {
+    return HandOut(kOpAtomHeaderSize, data, [&](ByteWriter& writer) {
         const bool written = Put(writer, header) && parts_->metadata.Write(writer) == kStatusOk &&
                              Put(writer, segment) && (fill.GetLength() == 0 || Put(writer, fill)) && Put(writer, body);
         if (!written) return;
@@ -217,7 +217,7 @@ int32_t COpAtomBase::GetHeaderData(uint8_t** data) {
 }
 
 int64_t COpAtomBase::Parts::Room() {
-    return int64_t{kHeaderAreaSize} - kElementHeadSize - bodyPartition.GetLength() - headerPartition.GetLength() -
+    return int64_t{kOpAtomHeaderSize} - kElementHeadSize - bodyPartition.GetLength() - headerPartition.GetLength() -
            index.front().GetLength() - metadata.GetLength();
 }
 
@@ -232,7 +232,7 @@ int32_t COpAtomBase::CheckRoom(const CDescriptiveMetadata& metadata) const {
     return room == 0 || room >= kKLVHeadSize ? kStatusOk : kStatusNoMemory;
 }
 
-uint32_t COpAtomBase::GetHeaderSize() { return kHeaderAreaSize; }
+uint32_t COpAtomBase::GetHeaderSize() { return kOpAtomHeaderSize; }
 
 int32_t COpAtomBase::GetFooterData(uint8_t** data) { return WriteFooter(data, 1); }
 

@@ -8,7 +8,7 @@ import unittest
 
 from kmxf_case import (DONE, ESSENCE, INPUT, OUTPUT, SCHEMA, SOURCE, USAGE, VALIDATOR, KmxfCase, essence, samples)
 
-COMMANDS = ("wrap", "unwrap", "info", "frames", "edit")
+COMMANDS = ("wrap", "unwrap", "info", "frames", "dump", "check", "edit", "salvage")
 DV25 = ESSENCE / "dv25-5994i.dif"
 MAN = (SOURCE / "docs" / "kmxf.1").read_text().replace("\\-", "-")
 VERSION = re.search(r"project\(kmxf VERSION ([0-9.]+)", (SOURCE / "CMakeLists.txt").read_text())[1]

@@ -125,6 +125,22 @@ class Disagreements(ClipCase):
         self.assertEqual("cut off at frame 1", document["files"][2]["verdict"])
 
 
+class CutOff(ClipCase):
+    def test_files_without_a_umid_belong_together_by_name(self):
+        folder = self.make_clip()
+        umid = self.info(folder)["clip"]["material_umid"]
+        for file in folder.iterdir():
+            content = bytearray(file.read_bytes().replace(bytes.fromhex(umid), bytes(32)))
+            content[44:52] = bytes(8)  # FooterPartition: none named
+            file.write_bytes(bytes(content))
+        for named in (folder, folder / "A.mxf", folder / "A01.mxf"):
+            document = self.info(named, status=FINDINGS)
+            self.assertEqual(["A.mxf", "A00.mxf", "A01.mxf"],
+                             [os.path.basename(each["path"]) for each in document["files"]])
+            self.assertIs(True, document["clip"]["together_by_name"])
+        self.assertNotIn("together_by_name", self.info("--only", folder / "A.mxf", status=FINDINGS)["clip"])
+
+
 class Costs(ClipCase):
     def test_three_reads_and_64_kibibytes_a_file_at_most(self):
         for video in (DV25, ESSENCE / "avci50-720-5994p-header.raw"):

@@ -1,0 +1,327 @@
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <set>
+
+#include <nlohmann/json.hpp>
+
+#include "AccessUnits.h"
+#include "Commands.h"
+#include "Formats.h"
+#include "OutputFile.h"
+#include "Text.h"
+#include "Wrap.h"
+#include "kmxf/core/VideoStandard.h"
+#include "kmxf/tools/SalvagePlan.h"
+
+namespace kmxf::program {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+struct Options {
+    std::vector<std::string> files;
+    std::optional<std::string> folder, codec, raster, standard;
+    bool inPlace = false, trustTail = false, dryRun = false, json = false, force = false, only = false;
+};
+
+SalvageChoice ChoiceOf(const Options& o) {
+    SalvageChoice choice;
+    choice.trustTail = o.trustTail;
+    if (o.standard) choice.videoStd = StandardFromName(*o.standard);
+    if (o.codec == "pcm16") choice.bytesPerSample = uint16_t{2};
+    if (o.codec == "pcm24") choice.bytesPerSample = uint16_t{3};
+    if (!o.codec || choice.bytesPerSample) return choice;
+    std::set<uint32_t> types;
+    for (const VideoFormat& format : AllVideoFormats()) {
+        if (format.Codec() == *o.codec && (!o.raster || format.Raster() == *o.raster) &&
+            (!o.standard || format.Standard() == *o.standard)) {
+            types.insert(format.compType);
+        }
+    }
+    if (types.empty()) Usage("there is no " + *o.codec + " of this raster and standard in files that can be salvaged");
+    if (types.size() > 1) Usage("--codec " + *o.codec + " goes with --raster");
+    choice.compType = *types.begin();
+    return choice;
+}
+
+// The index entries of the last pictures, from the pictures themselves.
+std::vector<MXFINDEXENTRYTag> IndexPictures(std::span<const uint8_t> pictures, size_t count) try {
+    AccessUnits units(PipedStream([&](std::span<uint8_t> room) {
+                          const auto part = pictures.first(std::min(room.size(), pictures.size()));
+                          std::copy(part.begin(), part.end(), room.begin());
+                          pictures = pictures.subspan(part.size());
+                          return part.size();
+                      }),
+                      "the last pictures");
+    std::vector<MXFINDEXENTRYTag> entries;
+    while (const auto unit = units.Next()) {
+        MXFINDEXENTRYTag& entry = entries.emplace_back();
+        entry.temporalOffset = unit->temporalOffset;
+        entry.keyFrameOffset = unit->keyFrameOffset;
+        entry.flags = unit->flags;
+    }
+    if (entries.size() < count) return {};
+    entries.erase(entries.begin(), entries.end() - static_cast<std::ptrdiff_t>(count));
+    return entries;
+} catch (const Failure&) {
+    return {};  // they are given up then
+}
+
+const char* ContentWord(SalvageContent content) {
+    switch (content) {
+        case SalvageContent::kPicture:
+            return "video";
+        case SalvageContent::kSound:
+            return "audio";
+        case SalvageContent::kClip:
+            return "clip";
+        case SalvageContent::kUnknown:
+            break;
+    }
+    return "unknown";
+}
+const char* ActionWord(SalvageAction action) {
+    return action == SalvageAction::kLeave ? "complete" : action == SalvageAction::kMend ? "salvaged" : "given up";
+}
+const char* OriginWord(SalvageOrigin origin) {
+    switch (origin) {
+        case SalvageOrigin::kHeader:
+            return "header";
+        case SalvageOrigin::kEssence:
+            return "essence";
+        case SalvageOrigin::kSiblings:
+            return "siblings";
+        case SalvageOrigin::kCaller:
+            break;
+    }
+    return "options";
+}
+
+std::string FormatText(const SalvagedFile& file) {
+    std::string text;
+    if (file.content != SalvageContent::kSound && file.compType != 0)
+        text = VideoFormat{file.videoStd, file.compType, false}.Text();
+    if (file.channels != 0)
+        text += (text.empty() ? "" : ", ") + ("pcm" + std::to_string(file.bytesPerSample * 8)) +
+                (file.channels > 1 ? " x " + std::to_string(file.channels) : "");
+    return text;
+}
+
+double Seconds(const SalvagedFile& file, int64_t frames) {
+    const MXFRATIONALTag rate = GetVideoEditRate(file.videoStd);
+    return rate.numerator == 0 ? 0 : static_cast<double>(frames) * rate.denominator / rate.numerator;
+}
+
+// One clip: its plan, where it goes, and how that went.
+struct Salvaged {
+    SalvagePlan plan;
+    std::vector<std::string> written;  // final names, empty for what is not written
+    SalvageResult result;
+    bool carriedOut = false;
+};
+
+Json FileJson(const Salvaged& clip, size_t number) {
+    const SalvagedFile& file = clip.plan.files[number];
+    Json json{{"path", file.path}, {"kind", ContentWord(file.content)}, {"outcome", ActionWord(file.action)}};
+    if (!clip.written.empty() && !clip.written[number].empty()) json["written"] = clip.written[number];
+    if (!file.reason.empty()) json["reason"] = file.reason;
+    if (const std::string format = FormatText(file); !format.empty()) {
+        json["format"] = format;
+        json["format_from"] = OriginWord(file.formatFrom);
+    }
+    json["file_size"] = file.fileSize;
+    json["kept_size"] = file.keptSize;
+    json["lost_size"] = file.lostSize;
+    json["rebuilt_size"] = file.rebuiltSize;
+    json["frames_found"] = file.framesFound;
+    json["frames_kept"] = file.framesKept;
+    json["frames_lost"] = file.framesFound - file.framesKept;
+    json["frames_damaged"] = file.framesDamaged;
+    json["seconds_kept"] = Seconds(file, file.framesKept);
+    json["seconds_lost"] = Seconds(file, file.framesFound - file.framesKept);
+    json["losses"] = Json::array();
+    for (const SalvageLoss& loss : file.losses)
+        json["losses"].push_back({{"offset", loss.offset}, {"size", loss.size}, {"why", loss.why}});
+    json["cut_size"] = file.cutSize;
+    json["silence_size"] = file.silenceSize;
+    json["rebuilt"] = file.rebuilt;
+    return json;
+}
+
+Json ClipJson(const Salvaged& clip, const Options& o) {
+    const SalvagePlan& plan = clip.plan;
+    Json json{{"outcome", plan.IsComplete()   ? "complete"
+                          : plan.IsHopeless() ? "given up"
+                          : o.dryRun          ? "planned"
+                                              : "salvaged"},
+              {"duration", plan.duration},
+              {"material_umid", Hex(plan.materialUMID)},
+              {"new_material_umid", plan.newMaterialUMID},
+              {"package_name", plan.packageName}};
+    json["files"] = Json::array();
+    for (size_t i = 0; i < plan.files.size(); ++i) json["files"].push_back(FileJson(clip, i));
+    json["findings"] = Json::array();
+    for (const CheckFinding& finding : clip.result.findings) {
+        json["findings"].push_back({{"path", plan.files[finding.file].path},
+                                    {"rule", finding.rule},
+                                    {"offset", finding.offset},
+                                    {"expected", finding.expected},
+                                    {"found", finding.found}});
+    }
+    return json;
+}
+
+void PrintFile(const Salvaged& clip, size_t number) {
+    const SalvagedFile& file = clip.plan.files[number];
+    const auto bytes = [](uint64_t count) { return WithSeparators(count) + " bytes"; };
+    const auto line = [](const char* what, const std::string& text) { std::printf("  %-8s %s\n", what, text.c_str()); };
+    std::printf("%s: %s%s%s\n", file.path.c_str(), ActionWord(file.action), file.reason.empty() ? "" : ", ",
+                file.reason.c_str());
+    if (file.action == SalvageAction::kLeave) return;
+    if (const std::string format = FormatText(file); !format.empty())
+        line("format", format + ", from the " + OriginWord(file.formatFrom));
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%.2f s", Seconds(file, file.framesKept));
+    line("kept", std::to_string(file.framesKept) + " of " + std::to_string(file.framesFound) + " frames, " + seconds +
+                     ", " + bytes(file.keptSize));
+    for (const SalvageLoss& loss : file.losses)
+        line("lost", bytes(loss.size) + " at offset " + std::to_string(loss.offset) + ": " + loss.why);
+    if (file.framesDamaged != 0)
+        line("damaged", std::to_string(file.framesDamaged) + " frames, kept for those behind them");
+    if (file.silenceSize != 0) line("silence", bytes(file.silenceSize) + " added at the end of the sound");
+    std::string rebuilt;
+    for (const std::string& each : file.rebuilt) rebuilt += (rebuilt.empty() ? "" : ", ") + each;
+    if (!rebuilt.empty()) line("rebuilt", rebuilt);
+    if (!clip.written.empty() && clip.written[number] != file.path && !clip.written[number].empty())
+        line("written", clip.written[number]);
+}
+
+void PrintClip(const Salvaged& clip, const Options& o) {
+    const SalvagePlan& plan = clip.plan;
+    const char* const what = plan.IsComplete()         ? "complete: nothing is to be done"
+                             : plan.IsHopeless()       ? "nothing can be kept"
+                             : o.dryRun                ? "can be salvaged"
+                             : !clip.result.IsProven() ? "salvaged, with faults left"
+                                                       : "salvaged and proven";
+    std::printf("clip of %zu file%s: %s, %lld frames\n", plan.files.size(), plan.files.size() == 1 ? "" : "s", what,
+                static_cast<long long>(plan.duration));
+    for (size_t i = 0; i < plan.files.size(); ++i) PrintFile(clip, i);
+    if (plan.newMaterialUMID && !plan.IsHopeless())
+        std::printf("  no header held the clip's UMID any more: it is now %s\n", Hex(plan.materialUMID).c_str());
+    for (const CheckFinding& finding : clip.result.findings) {
+        std::printf("%s: offset %llu: %s: expected %s, found %s\n", plan.files[finding.file].path.c_str(),
+                    static_cast<unsigned long long>(finding.offset), std::string(finding.rule).c_str(),
+                    finding.expected.c_str(), finding.found.c_str());
+    }
+}
+
+std::string DefaultFolder(const SalvagePlan& plan) {
+    const SalvagedFile& first = plan.files.front();
+    std::string name = fs::path(first.name).stem().string();
+    if (first.content == SalvageContent::kSound && name.size() > 2) name.resize(name.size() - 2);
+    return (fs::path(first.path).parent_path() / (name + ".salvaged")).string();
+}
+
+void Carry(Salvaged& clip, const Options& o) {
+    const SalvagePlan& plan = clip.plan;
+    std::vector<std::unique_ptr<OutputFile>> outputs;
+    std::vector<std::string> targets;
+    const std::string folder = o.folder.value_or(DefaultFolder(plan));
+    if (!o.inPlace) MakeFolder(folder);
+    for (const SalvagedFile& file : plan.files) {
+        targets.push_back(file.path);
+        clip.written.push_back(file.action == SalvageAction::kGiveUp ? "" : file.path);
+        if (o.inPlace || file.action == SalvageAction::kGiveUp) continue;
+        outputs.push_back(std::make_unique<OutputFile>((fs::path(folder) / file.name).string(), o.force));
+        targets.back() = outputs.back()->WorkPath();
+        clip.written.back() = outputs.back()->FinalPath();
+    }
+    clip.result = CarryOutSalvage(plan, targets, IndexPictures);
+    clip.carriedOut = true;
+    if (!clip.result.done) throw Failure(ExitStatus::kOutput, clip.result.failure);
+    PublishAll(outputs);
+}
+
+// The files that the paths name, clip by clip.
+std::vector<std::vector<std::string>> FindClipsOf(const Options& o) {
+    std::vector<std::vector<std::string>> clips;
+    std::set<std::string> taken;
+    for (const std::string& path : o.files) {
+        std::error_code error;
+        const bool folder = fs::is_directory(path, error);
+        if (!fs::exists(path, error)) Fail(ExitStatus::kInput, path, "cannot be opened: no such file");
+        std::vector<std::vector<std::string>> found{{path}};
+        if (folder) {
+            found = GroupSalvageFiles(ListSalvageFiles(path));
+            if (found.empty()) Fail(ExitStatus::kInput, path, "holds no MXF files");
+        } else if (!o.only) {
+            found = {FindSalvageFiles(path)};
+        }
+        for (const auto& members : found) {
+            std::vector<std::string> clip;
+            for (const std::string& member : members)
+                if (taken.insert(fs::weakly_canonical(member, error).string()).second) clip.push_back(member);
+            if (!clip.empty()) clips.push_back(std::move(clip));
+        }
+    }
+    return clips;
+}
+
+ExitStatus SalvageClips(const Options& o) {
+    if (o.inPlace && o.folder) Usage("--in-place and --output exclude each other");
+    const SalvageChoice choice = ChoiceOf(o);
+    ExitStatus status = ExitStatus::kDone;
+    Json documents = Json::array();
+    for (const auto& files : FindClipsOf(o)) {
+        if (interrupted) throw Failure(ExitStatus::kInterrupted, "interrupted");
+        Salvaged clip{ScanForSalvage(files, choice, IndexPictures), {}, {}};
+        const SalvagePlan& plan = clip.plan;
+        if (!plan.IsComplete() && !plan.IsHopeless() && !o.dryRun) Carry(clip, o);
+        if (plan.LosesAnything() || !clip.result.findings.empty()) status = ExitStatus::kFindings;
+        if (o.json) {
+            documents.push_back(ClipJson(clip, o));
+        } else {
+            PrintClip(clip, o);
+        }
+    }
+    if (o.json) {
+        Json out{{"schema", "kmxf/1"}};
+        if (documents.size() == 1) {
+            out.update(Json{{"salvage", documents.front()}});
+        } else {
+            out["salvages"] = std::move(documents);
+        }
+        std::printf("%s\n", out.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+    }
+    return status;
+}
+
+}  // namespace
+
+Run AddSalvage(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    Options& o = *options;
+    CLI::App* salvage = app.add_subcommand("salvage", "Makes valid files of a recording that was cut off");
+    salvage->add_option("FILE", o.files, "A file of the clip, or its folder")->required();
+    salvage->add_flag("--in-place", o.inPlace, "Mend the files themselves instead of copies");
+    salvage->add_option("-o,--output", o.folder, "Folder for the copies; otherwise CLIP.salvaged beside the clip");
+    salvage->add_flag("--trust-tail", o.trustTail, "Keep all frames that are there in full length");
+    std::vector<std::string> codecs = CodecNames();
+    codecs.insert(codecs.end(), {"pcm16", "pcm24"});
+    salvage->add_option("--codec", o.codec, "The codec, if the file does not tell")->check(CLI::IsMember(codecs));
+    salvage->add_option("--raster", o.raster, "The raster, if the file does not tell")
+        ->check(CLI::IsMember({"525", "625", "720", "1080"}));
+    salvage->add_option("--standard", o.standard, "The video standard, if the file does not tell")
+        ->check(CLI::IsMember(StandardNames()));
+    salvage->add_flag("--dry-run", o.dryRun, "Only say what would be kept and lost");
+    salvage->add_flag("--force", o.force, "Overwrite files in the folder");
+    salvage->add_flag("--only", o.only, "Only the files named, not their clips");
+    salvage->add_flag("--json", o.json, "One JSON document");
+    return [options] { return SalvageClips(*options); };
+}
+
+}  // namespace kmxf::program

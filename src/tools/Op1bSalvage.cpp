@@ -1,0 +1,305 @@
+#include "tools/Op1bSalvage.h"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+
+#include "collaborators/Report.h"
+#include "core/FieldText.h"
+#include "core/Labels.h"
+#include "core/LocalTags.h"
+#include "kmxf/collaborators/Notify.h"
+#include "kmxf/collaborators/VideoFrame.h"
+#include "kmxf/core/KLV.h"
+#include "kmxf/core/Status.h"
+#include "kmxf/core/VideoStandard.h"
+#include "kmxf/structures/DMSGroups.h"
+#include "kmxf/structures/Partition.h"
+#include "kmxf/tools/ModifyMXFHeaderData.h"
+#include "reader/StreamRead.h"
+#include "tools/SalvageHeader.h"
+#include "tools/StreamWrite.h"
+#include "writer/OwnPieces.h"
+
+namespace kmxf {
+
+namespace {
+
+constexpr uint32_t kHeaderSize = 0x20000;
+constexpr uint32_t kSamplesPerSec = 48000;
+constexpr uint32_t kOnePicture = 0x10100;  // clip type of one picture and no sound
+constexpr uint8_t kDefaultBytesPerSample = 2;
+constexpr uint32_t kSEIAreaSize = 512;
+
+// A frame that cannot be shown, because what it refers to was cut off.
+constexpr uint8_t kNotShownFlags = 0x3B;
+// As many frames in front of a clip, or behind it, are too many to be true.
+constexpr int64_t kTooMany = 4;
+
+// What the thumbnail's area takes with a fill item behind it, or filled up exactly.
+constexpr uint32_t kMostThumbnail = 16011, kFullThumbnail = 16031;
+
+bool Fail(const char* message, LogPlace place = "CSalvageMXFOp1b::Salvage") {
+    Report(place, "SalvageMXFOp1b", "%s", message);
+    return false;
+}
+bool HeaderFault(const char* message, LogPlace place = "CSalvageMXFOp1b::GetHeaderParam") {
+    return Fail(message, place);
+}
+bool FileFault(const char* message, LogPlace place = "CSalvageMXFOp1b::GetFileParam") { return Fail(message, place); }
+
+// The value of an item, of whatever length; empty when there is none.
+HeaderBytes Value(HeaderBytes header, const MXFKEYTag& key, uint16_t tag) {
+    int64_t offset = 0;
+    uint32_t length = 0;
+    if (!GetKeyParam(header.data(), static_cast<uint32_t>(header.size()), key, tag, &offset, &length)) return {};
+    ByteReader reader(header);
+    reader.Skip(static_cast<uint64_t>(offset));
+    return reader.Take(length);
+}
+
+// Writes to the file at this place, and waits until it is there.
+bool WriteAt(FactoryStream& file, int64_t offset, std::initializer_list<HeaderBytes> parts) {
+    size_t size = 0;
+    for (const HeaderBytes part : parts) size += part.size();
+    if (size > std::numeric_limits<int32_t>::max()) return false;
+    const OwnedPiece piece(file.Allocator(), static_cast<uint32_t>(size));
+    if (!piece) return false;
+    uint32_t at = 0;
+    for (const HeaderBytes part : parts) {
+        piece->CopyIn(at, part.data(), static_cast<uint32_t>(part.size()));
+        at += static_cast<uint32_t>(part.size());
+    }
+    return WriteWholeAt(*file.get(), offset, piece);
+}
+
+}  // namespace
+
+int32_t Op1bSalvage::Execute() try {
+    const bool ready = Prepare();
+    if (cancel_) return kSalvageCancelled;
+    if (!ready || !Write()) return kSalvageFailed;
+    progress_(100);
+    return kSalvageCompleted;
+} catch (const std::bad_alloc&) {
+    Fail("Allocate Error.");
+    return kSalvageFailed;
+}
+
+// Everything that leaves the file alone.
+bool Op1bSalvage::Prepare() {
+    using Step = bool (Op1bSalvage::*)();
+    constexpr Step kSteps[] = {
+        &Op1bSalvage::OpenFile,        &Op1bSalvage::GetHeaderParam,
+        &Op1bSalvage::CreateBuilder,   &Op1bSalvage::GetFileParam,
+        &Op1bSalvage::GetIndex,        &Op1bSalvage::GetStartSEIParam,
+        &Op1bSalvage::SetBuilderParam, &Op1bSalvage::SetDescriptiveMetadata,
+        &Op1bSalvage::SetXMLData,      &Op1bSalvage::SetThumbnailData,
+    };
+    return std::ranges::all_of(kSteps, [this](Step step) { return !cancel_ && (this->*step)(); });
+}
+
+bool Op1bSalvage::OpenFile() {
+    if (!file_.Open(fileName_.c_str(), kOpenRead)) return Fail("Open Error.");
+    const int64_t size = file_->Seek(0, kSeekEnd);
+    if (size < 0) return Fail("Seek Error.");
+    fileSize_ = static_cast<uint64_t>(size);
+    return true;
+}
+
+bool Op1bSalvage::GetHeaderParam() {
+    const OwnedPiece piece(file_.Allocator(), kHeaderSize);
+    if (!piece || !ReadWholeAt(*file_.get(), 0, piece)) return HeaderFault("Read Error.");
+    header_.assign(piece.Bytes().begin(), piece.Bytes().end());
+    CPartition pack;
+    if (pack.SetData(header_.data(), kHeaderSize) != kStatusOk || !pack.IsOp1b()) {
+        return HeaderFault("Invalid FileType.");
+    }
+    clip_.videoStd = GetVideoStandardFromHeader(Header());
+    if (clip_.videoStd == 0) return HeaderFault("GetVideoStandard Error.");
+    clip_.compType = GetCompTypeLongGFromHeader(Header());
+    if (clip_.compType == 0) return HeaderFault("GetCompType Error.");
+
+    channels_ = GetKeyNum(header_.data(), kHeaderSize, kAES3DescriptorKey);
+    if (channels_ > 0xFF) return HeaderFault("Invalid FileType.");
+    clip_.clipType = kOnePicture + channels_;
+    clip_.bytesPerSample = channels_ == 0 ? kDefaultBytesPerSample : GetBytesPerSampleFromHeader(Header());
+    if (clip_.bytesPerSample == 0) return HeaderFault("GetBytesPerSample Error.");
+
+    auto created = FindItem(Header(), kMaterialPackageKey, kTagPackageCreationDate, sizeof(MXFTIMESTAMPTag));
+    if (!created) return HeaderFault("GetCreationTime Error.");
+    clip_.creationDate = created->Timestamp();
+    auto umid = FindItem(Header(), kMaterialPackageKey, kTagPackageUID, sizeof(MXFUMIDTag));
+    if (!umid) return HeaderFault("GetUMID Error.");
+    clip_.umid = umid->Umid();
+
+    clip_.startTimecode.SetVideoStd(clip_.videoStd);
+    clip_.startTimecode.SetDropFlag(GetDropFlagFromHeader(Header()), false);
+    clip_.startTimecode.SetTotalFrame(
+        static_cast<uint32_t>(std::max<int64_t>(GetStartTimecodeFromHeader(Header()), 0)));
+    return GetMetadata(Header(), sideData_) || HeaderFault("GetMetadata Error.");
+}
+
+bool Op1bSalvage::CreateBuilder() {
+    builder_.emplace(clip_.videoStd, clip_.compType, clip_.bytesPerSample, channels_);
+    builder_->SetPlayerLayout(FindPacket(Header(), kMultipleDescriptorKey).has_value());
+    return builder_->Initialize() == kStatusOk || Fail("Initialize Error.");
+}
+
+bool Op1bSalvage::GetFileParam() {
+    builder_->AddPartitionInfo({0, 0});
+    Op1bScan scan(*file_.get(), file_.Allocator(), kHeaderSize, fileSize_, channels_);
+    for (Op1bGroup group; !cancel_;) {
+        const Op1bScan::Found found = scan.Next(group);
+        if (found == Op1bScan::Found::kReadError) return FileFault("Read Error.");
+        if (found == Op1bScan::Found::kTooManyFrames) return FileFault("Invalid Partition Frame.");
+        if (found == Op1bScan::Found::kEnd || !Keep(group)) break;
+        progress_(static_cast<int32_t>(90 * bodyEnd_ / fileSize_));
+    }
+    if (frames_ == 0 && !cancel_) return FileFault("Duration is 0.");
+    return true;
+}
+
+// Says whether another group can follow. All groups but the last are as long as the first: by that the frames of a
+// clip are found.
+bool Op1bSalvage::Keep(const Op1bGroup& group) {
+    const bool first = !firstIndex_;
+    if (!first && group.frames > groupFrames_) return false;
+    if (first) {
+        groupFrames_ = group.frames;
+        firstPictureAt_ = group.firstPictureAt;
+        firstPictureSize_ = group.firstPictureSize;
+        firstIndex_ = group.index.front();
+    }
+    lastIndex_ = group.index.front();
+    for (const MXF_PARTITION_INFOTag& partition : group.partitions) builder_->AddPartitionInfo(partition);
+    for (const CIndexCommon& segment : group.index) builder_->AddFooterIndex(segment);
+    frames_ += group.frames;
+    clip_.videoDataSize += static_cast<int64_t>(group.pictureSize);
+    bodyEnd_ = group.end;
+    return group.frames == groupFrames_;
+}
+
+bool Op1bSalvage::GetIndex() {
+    if (firstIndex_->GetIndexEntryNum() == 0 || lastIndex_->GetIndexEntryNum() == 0) return Fail("GetIndex Error.");
+    clip_.origin = GetOutOfRangeFrame();
+    clip_.duration = frames_ - GetRollOutFrame();
+    if (clip_.duration <= clip_.origin) return Fail("Duration is 0.");  // no reader would open it
+    if (channels_ > 0) {
+        clip_.audioDataSize = DurationToAudioSample(clip_.videoStd, frames_, kSamplesPerSec) * clip_.bytesPerSample;
+    }
+    return true;
+}
+
+namespace {
+
+int64_t Plausible(int64_t frames, const char* message, const LogPlace& place) {
+    if (frames < kTooMany) return frames;
+    Fail(message, place);
+    return 0;
+}
+
+}  // namespace
+
+// Frames of the first group in front of the first one to be shown.
+int64_t Op1bSalvage::GetOutOfRangeFrame() const {
+    int64_t frames = 0;
+    MXFINDEXENTRYTag entry;
+    for (uint32_t i = 0; firstIndex_->GetIndexEntry(i, &entry) == kStatusOk; ++i)
+        frames += entry.flags == kNotShownFlags;
+    return Plausible(frames, "Invalid  OutOfRangeFrame.", "CSalvageMXFOp1b::GetOutOfRangeFrame");
+}
+
+// Places at the end in which no picture is shown: it would have come later.
+int64_t Op1bSalvage::GetRollOutFrame() const {
+    int64_t frames = 0;
+    MXFINDEXENTRYTag entry;
+    for (uint32_t i = lastIndex_->GetIndexEntryNum(); i-- > 0; ++frames) {
+        if (lastIndex_->GetIndexEntry(i, &entry) != kStatusOk || entry.temporalOffset < 1) break;
+    }
+    return Plausible(frames, "Invalid RollOutFrame.", "CSalvageMXFOp1b::GetRollOutFrame");
+}
+
+// What the picture does not carry stays as the header has it. A picture that cannot be read does not cost the clip.
+bool Op1bSalvage::GetStartSEIParam() {
+    const auto size = static_cast<uint32_t>(std::min<uint64_t>(firstPictureSize_, kSEIAreaSize));
+    const OwnedPiece piece(file_.Allocator(), size);
+    if (!piece || !ReadWholeAt(*file_.get(), firstPictureAt_, piece)) {
+        Fail("Read Error.", "CSalvageMXFOp1b::GetStartSEIParam");
+        return true;
+    }
+    CAVCSEIData parser;
+    parser.SetSEIData(piece.Bytes().data(), size, false);
+    uint8_t bytes[4];
+    if (parser.GetTimecode(bytes, SEI_DATA_TYPE1) == kStatusOk) clip_.startTimecode.SetData(bytes);
+    if (parser.GetUsersBit(bytes, SEI_DATA_TYPE1) == kStatusOk) clip_.startUsersBit.SetData(bytes);
+    parser.GetUMID(clip_.startUMID.bytes);
+    return true;
+}
+
+bool Op1bSalvage::SetBuilderParam() {
+    COp1bBase& builder = *builder_;
+    builder.SetCreationDate(clip_.creationDate);
+    builder.SetModifiedDate(clip_.creationDate);
+    const std::string name = UTF16FieldText(Value(Header(), kMaterialPackageKey, kTagPackageName));
+    if (builder.SetPackageName(name) != kStatusOk) return Fail("SetPackageName Error.");
+    builder.SetUMID(clip_.umid);
+    if (auto product = FindItem(Header(), kIdentificationKey, kTagProductUID, sizeof(MXFKEYTag))) {
+        const auto text = [&](uint16_t tag) { return UTF16FieldText(Value(Header(), kIdentificationKey, tag)); };
+        builder.SetIdentification(text(kTagCompanyName), text(kTagProductName), text(kTagVersionString),
+                                  product->Key().bytes);
+    }
+    builder.SetOrigin(clip_.origin);
+    builder.SetDuration(clip_.duration);
+    builder.SetStartTimecode(clip_.startTimecode.GetTotalFrame(), clip_.startTimecode.IsDrop());
+    builder.SetFooterPartitionParam(static_cast<int64_t>(bodyEnd_));
+    builder.SetContainerDuration(frames_);
+    return true;
+}
+
+// A header that was finished may have clip and scene metadata.
+bool Op1bSalvage::SetDescriptiveMetadata() {
+    return builder_->SetDMS(DescriptiveMetadataOf(Header(), clip_.videoStd)) == kStatusOk || Fail("SetDMS Error.");
+}
+
+bool Op1bSalvage::SetXMLData() {
+    if (!sideData_.xml) return true;
+    const SideData& xml = *sideData_.xml;  // an item has up to 65535 bytes, and these always fit
+    return builder_->SetXMLData(header_.data() + xml.offset, static_cast<uint16_t>(xml.size)) == kStatusOk ||
+           Fail("SetXMLData Error.");
+}
+
+bool Op1bSalvage::SetThumbnailData() {
+    if (!sideData_.thumbnail) return true;
+    const Thumbnail& thumbnail = *sideData_.thumbnail;
+    const SideData& picture = thumbnail.picture;
+    if (picture.size > kMostThumbnail && picture.size != kFullThumbnail) return Fail("ThumbnailSize Size Invalid.");
+    if (builder_->SetThumbnailData(header_.data() + picture.offset, static_cast<uint16_t>(picture.size),
+                                   thumbnail.width, thumbnail.height, thumbnail.format) != kStatusOk) {
+        return Fail("SetThumbnailData Error.");
+    }
+    if (CDMSKestralinEvent group(clip_.videoStd); group.SetData(header_.data(), kHeaderSize) == kStatusOk) {
+        builder_->SetThumbnailPosition(static_cast<uint32_t>(group.GetEventStartPosition()));
+    }
+    return true;
+}
+
+bool Op1bSalvage::Write() {
+    BuiltBytes header, footer, randomIndex;
+    if (builder_->GetHeaderData(&header.data) != kStatusOk) return Fail("GetHeaderData Error.");
+    if (builder_->GetFooterData(&footer.data) != kStatusOk) return Fail("GetFooterData Error.");
+    if (builder_->GetRandomIndexData(&randomIndex.data) != kStatusOk) return Fail("GetRandomIndexData Error.");
+    if (!file_.Open(fileName_.c_str(), kOpenReadWrite)) return Fail("Open Error.");
+
+    if (!WriteAt(file_, 0, {{header.data, kHeaderSize}})) return Fail("Write Header Error.");
+    if (!WriteAt(file_, static_cast<int64_t>(bodyEnd_),
+                 {{footer.data, builder_->GetFooterSize()}, {randomIndex.data, builder_->GetRandomIndexSize()}})) {
+        return Fail("Write Footer Error.");
+    }
+    const int64_t written = file_->Seek(0, kSeekCurrent), end = file_->Seek(0, kSeekEnd);
+    if (written < 0 || end < 0) return Fail("Seek Error.");
+    if (!file_.Close()) return Fail("Close Error.");
+    return written == end || TruncatePelmard(fileName_.c_str(), written) || Fail("Truncate Error.");
+}
+
+}  // namespace kmxf

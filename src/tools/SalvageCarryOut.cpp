@@ -1,0 +1,207 @@
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+
+#include "collaborators/Guards.h"
+#include "kmxf/collaborators/Notify.h"
+#include "kmxf/core/Status.h"
+#include "kmxf/core/VideoStandard.h"
+#include "kmxf/reader/ReadMXFOp1b.h"
+#include "kmxf/reader/ReadMXFVideo.h"
+#include "kmxf/tools/ModifyMXFHeaderData.h"
+#include "kmxf/tools/SalvageMXF.h"
+#include "kmxf/tools/SalvagePlan.h"
+#include "kmxf/writer/OpAtomBase.h"
+#include "tools/EssenceFrames.h"
+#include "tools/Op1bSalvage.h"
+#include "tools/Op1bTail.h"
+#include "tools/SalvageHeader.h"
+#include "tools/SalvageInput.h"
+
+namespace kmxf {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr uint64_t kEssenceOffset = 32768;
+constexpr uint32_t kMostWrite = 1 << 30;
+
+// The salvager with the settings that a plan has and a client of it cannot make.
+class PlannedSalvage final : public CSalvageMXF {
+public:
+    PlannedSalvage(const SalvagePlan& plan, const SalvagedFile& file, const std::string& target)
+        : CSalvageMXF(true), plan_(plan), isDV_(file.content == SalvageContent::kPicture && IsDV(file.compType)) {
+        fileName_ = target;  // of any length
+        SetFileType(file.content == SalvageContent::kPicture ? kFileTypeVideo : kFileTypeAudio);
+        SetVideoStandard(file.videoStd);
+        SetCompType(file.compType);
+        SetClipType(plan.clipType);
+        SetChannel(file.channel);
+        SetWide(file.wide);
+        SetBytesPerSample(file.bytesPerSample);
+        SetSamplesPerSec(file.samplesPerSec);
+        SetUMID(file.umid);
+        SetShotUMID(plan.materialUMID);
+        SetStartTimecode(plan.startTimecode, plan.startDrop);
+        SetPackageName(plan.packageName);
+        SetDescriptiveMetadata(plan.metadata);
+        if (!plan.company.empty()) SetIdentification(plan.company, plan.product, plan.version, plan.productUID.bytes);
+    }
+
+    int32_t SetMXFParam() override {
+        // Opening has set it to the present.
+        if (plan_.creationDate.year != 0) SetCreationDate(plan_.creationDate);
+        const int32_t status = CSalvageMXF::SetMXFParam();
+        // The writer of DV has whole pairs of frames in its header, whatever the standard, and readers go by the size.
+        if (status != kStatusOk || !isDV_) return status;
+        return builder_->SetDuration(plan_.duration - plan_.duration % 2);
+    }
+
+private:
+    const SalvagePlan& plan_;
+    const bool isDV_;
+};
+
+bool WriteAt(const std::string& path, uint64_t offset, std::span<const uint8_t> bytes) {
+    FactoryFile file;
+    if (bytes.size() > kMostWrite || !file.Open(path.c_str(), kOpenReadWrite) ||
+        file->Seek(static_cast<int64_t>(offset), kSeekBegin) < 0) {
+        return false;
+    }
+    return std::cmp_equal(file->Write(bytes.data(), static_cast<uint32_t>(bytes.size())), bytes.size()) && file.Close();
+}
+
+// In what follows an empty text is success.
+using Outcome = std::string;
+
+Outcome MendAtom(const SalvagePlan& plan, const SalvagedFile& file, const std::string& target) {
+    uint64_t end = kEssenceOffset + file.keptSize;
+    if (!TruncatePelmard(target.c_str(), static_cast<int64_t>(end))) return "cannot be cut to its whole frames";
+    if (file.content == SalvageContent::kSound) {
+        const int64_t samples = DurationToAudioSample(file.videoStd, plan.duration, file.samplesPerSec);
+        // At 96 kHz the salvager can count a frame less; the samples that prevent it come to lie under the footer.
+        int64_t counted = samples;
+        while (AudioSampleToDuration(file.videoStd, counted, file.samplesPerSec) < plan.duration) ++counted;
+        end = kEssenceOffset + static_cast<uint64_t>(counted) * file.bytesPerSample;
+        if (!TruncatePelmard(target.c_str(), static_cast<int64_t>(end))) return "cannot be filled with silence";
+    } else if (const uint32_t inFront = SizeInFront(file.compType)) {
+        std::vector<uint8_t> block(inFront);
+        SalvageInput source(target);
+        const auto there = source.Copy(kEssenceOffset, inFront);
+        // A NAL unit stands at the start, or the block is damaged.
+        constexpr uint8_t kDelimiter[] = {0, 0, 0, 1, 9};
+        if (there.size() < inFront || !std::equal(kDelimiter, kDelimiter + sizeof kDelimiter, there.begin())) {
+            if (!GetAVCIHeader(file.videoStd, file.compType, block.data()) || !WriteAt(target, kEssenceOffset, block))
+                return "its parameter sets cannot be written";
+        }
+    }
+    PlannedSalvage salvage(plan, file, target);
+    const int32_t status = salvage.Salvage();
+    if (status != kStatusOk) return "its header and footer cannot be written";
+    return salvage.GetDuration() == plan.duration ? "" : "came out shorter than it should";
+}
+
+Outcome MendClip(const SalvagedFile& file, const std::string& target, const SalvageIndexer& indexer) {
+    SalvageInput source(target);
+    const SalvageHeader header = ReadSalvageHeader(source);
+    const Op1bBody body = ReadOp1bBody(target,
+                                       {file.videoStd, file.compType, static_cast<uint8_t>(file.bytesPerSample),
+                                        file.channels, !header.metadata.Named("MultipleDescriptor").empty()},
+                                       indexer);
+    if (!body.failure.empty()) return body.failure;
+    if (body.wholeFrames + body.tailFrames != file.framesKept) return "is no longer what it was when it was looked at";
+    if (!body.tail.empty() && !WriteAt(target, body.tailEnd, body.tail)) return "its last group cannot be written";
+    const uint64_t end = body.tail.empty() ? body.wholeEnd : body.tailEnd + body.tail.size();
+    if (!TruncatePelmard(target.c_str(), static_cast<int64_t>(end))) return "cannot be cut to its whole groups";
+    const std::atomic<bool> cancel{false};
+    const std::function<void(int32_t)> progress = [](int32_t) {};
+    Op1bSalvage salvage(target, cancel, progress);
+    return salvage.Execute() == kSalvageCompleted ? "" : "its header and footer cannot be written";
+}
+
+Outcome Mend(const SalvagePlan& plan, const SalvagedFile& file, const std::string& target,
+             const SalvageIndexer& indexer) {
+    std::error_code error;
+    if (!fs::equivalent(file.path, target, error)) {
+        if (!fs::copy_file(file.path, target, error)) return "cannot be copied: " + error.message();
+        fs::permissions(target, fs::perms::owner_write, fs::perm_options::add, error);
+    }
+    if (file.action == SalvageAction::kLeave) return "";
+    return file.content == SalvageContent::kClip ? MendClip(file, target, indexer) : MendAtom(plan, file, target);
+}
+
+// Reads the last frame back as a reader does, and compares it with what was found.
+Outcome ProveLastFrame(const SalvagedFile& file, const std::string& target) {
+    constexpr const char* kDifferent = "its last frame reads back differently";
+    if (file.action == SalvageAction::kLeave || file.framesKept == 0) return "";
+    uint64_t offset = 0, size = 0;
+    SalvageInput source(target);
+    FactoryStream stream;
+    if (file.content == SalvageContent::kClip) {
+        CReadMXFOp1b reader;
+        VIDEOFRAMEINFOTag info;
+        if (reader.Open(target.c_str(), stream.get()) != kStatusOk ||
+            reader.GetVideoInfoFiller(static_cast<uint32_t>(file.framesKept - 1), info) != kStatusOk) {
+            return kDifferent;
+        }
+        offset = info.offset;
+        size = info.size;
+    } else if (file.content == SalvageContent::kPicture) {
+        CReadMXFVideo reader;
+        if (reader.SetFilename(target.c_str()) != kStatusOk) return "its path is too long for a reader";
+        uint32_t dataOffset = 0;
+        if (reader.Open(stream.get(), true) != kStatusOk ||
+            reader.GetDuration() != static_cast<uint32_t>(file.framesKept) ||
+            reader.GetDataOffset(&dataOffset) != kStatusOk) {
+            return kDifferent;
+        }
+        size = reader.GetFrameDataSize();
+        offset = dataOffset + SizeInFront(file.compType) + static_cast<uint64_t>(file.framesKept - 1) * size;
+    } else {
+        offset = kEssenceOffset +
+                 static_cast<uint64_t>(DurationToAudioSample(file.videoStd, file.framesKept - 1, file.samplesPerSec)) *
+                     file.bytesPerSample;
+        size = kEssenceOffset + file.keptSize - offset;
+    }
+    const auto bytes = source.Copy(offset, size);
+    return bytes.size() == size && HashOf(bytes) == file.lastFrameHash ? "" : kDifferent;
+}
+
+}  // namespace
+
+SalvageResult CarryOutSalvage(const SalvagePlan& plan, const std::vector<std::string>& targets,
+                              const SalvageIndexer& indexer) {
+    SalvageResult result;
+    if (targets.size() != plan.files.size()) {
+        result.failure = "a target is needed for each file";
+        return result;
+    }
+    const auto fail = [&](size_t i, const Outcome& outcome) {
+        result.failure = targets[i] + ": " + outcome;
+        return result;
+    };
+    std::vector<size_t> written;
+    for (size_t i = 0; i < plan.files.size(); ++i) {
+        if (plan.files[i].action == SalvageAction::kGiveUp) continue;
+        if (const Outcome outcome = Mend(plan, plan.files[i], targets[i], indexer); !outcome.empty())
+            return fail(i, outcome);
+        written.push_back(i);
+    }
+    std::vector<std::unique_ptr<SalvageInput>> sources;
+    std::vector<IByteSource*> pointers;
+    for (const size_t i : written) {
+        if (const Outcome outcome = ProveLastFrame(plan.files[i], targets[i]); !outcome.empty())
+            return fail(i, outcome);
+        sources.push_back(std::make_unique<SalvageInput>(targets[i]));
+        pointers.push_back(sources.back().get());
+    }
+    result.findings = CheckClip(pointers);
+    for (CheckFinding& finding : result.findings) finding.file = written[finding.file];
+    result.done = true;
+    return result;
+}
+
+}  // namespace kmxf

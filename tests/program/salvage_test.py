@@ -1,0 +1,319 @@
+"""kmxf salvage: recordings that were cut off, and whose writer was killed."""
+
+import json
+import random
+import signal
+import subprocess
+import time
+import unittest
+from pathlib import Path
+
+from kmxf_case import DONE, FINDINGS, INPUT, PROGRAM, USAGE, essence, samples
+from op1b_case import GROUP, HEADER, Op1bCase, aligned, access_unit, group_starts, long_gop, partitions, samples_before
+
+ATOM_HEADER = 32768
+DV25 = 120000
+
+
+def repeated(name, size, count):
+    """Frames of bundled essence, again and again."""
+    stream = essence(name)
+    all_frames = [stream[at:at + size] for at in range(0, len(stream), size)]
+    return [all_frames[number % len(all_frames)] for number in range(count)]
+
+
+def cut(path, size, footer_gone=True):
+    """Ends a file here. A recording that goes on does not name its footer yet."""
+    with open(path, "r+b") as file:
+        file.truncate(size)
+        if footer_gone and size >= 52:
+            file.seek(44)
+            file.write(bytes(8))
+    return path
+
+
+class SalvageCase(Op1bCase):
+    def salvage(self, *arguments, status=FINDINGS, says=None):
+        return self.json("salvage", *arguments, status=status, says=says)["salvage"]
+
+    def assertBalanced(self, clip):
+        """Every byte of a file is in one of the three sums."""
+        for file in clip["files"]:
+            if file["outcome"] != "given up":
+                self.assertEqual(file["file_size"], file["kept_size"] + file["lost_size"] + file["rebuilt_size"], file)
+            self.assertEqual(file["lost_size"], sum(loss["size"] for loss in file["losses"]), file)
+        self.assertEqual([], clip["findings"])
+
+    def assertProven(self, path):
+        """It is closed, and what reads any MXF file reads this one."""
+        self.assertEqual("closed", self.file_info(path)["verdict"])
+        probed = subprocess.run(["ffprobe", "-v", "error", "-show_entries", "stream=codec_type", "-of", "csv=p=0",
+                                 str(path)], capture_output=True, timeout=60)
+        self.assertEqual(0, probed.returncode, probed.stderr)
+        self.assertTrue(probed.stdout)
+
+    def dv_clip(self, frames=6, channels=2, **how):
+        self.pictures = repeated("dv25-5994i.dif", DV25, frames)
+        video = self.file("in.dv", b"".join(self.pictures))
+        self.sound = [samples(samples_before(frames), seed=seed) for seed in range(1, channels + 1)]
+        options = ("--audio", self.wav("in.wav", self.sound)) if channels else ()
+        return self.wrap("--video", video, *options, **how)
+
+
+class CutFilesTest(SalvageCase):
+    def test_a_cut_clip_comes_out_whole_in_a_new_folder(self):
+        video = self.dv_clip(frames=6)
+        before = {path.name: path.read_bytes() for path in video.parent.iterdir()}
+        umid = self.file_info(video)["material_umid"]
+        cut(video, ATOM_HEADER + 3 * DV25 + 777)
+        cut(video.parent / "CLIP00.mxf", ATOM_HEADER + 2 * samples_before(5))
+        cut(video.parent / "CLIP01.mxf", ATOM_HEADER + 2 * samples_before(2) + 1)
+        inputs = {path.name: path.read_bytes() for path in video.parent.iterdir()}
+
+        clip = self.salvage(video)
+        self.assertBalanced(clip)
+        self.assertEqual(3, clip["duration"])
+        self.assertEqual(umid, clip["material_umid"])
+        self.assertEqual([("salvaged", 3, 777, 0), ("salvaged", 3, 2 * (samples_before(5) - samples_before(3)), 0),
+                          ("salvaged", 2, 1, 2 * (samples_before(3) - samples_before(2)))],
+                         [(each["outcome"], each["frames_kept"], each["lost_size"], each["silence_size"])
+                          for each in clip["files"]])
+        self.assertEqual(inputs, {path.name: path.read_bytes() for path in video.parent.glob("*.mxf")}, "only read")
+
+        folder = video.parent / "CLIP.salvaged"
+        self.assertEqual(["CLIP.mxf", "CLIP00.mxf", "CLIP01.mxf"], sorted(path.name for path in folder.iterdir()))
+        for path in folder.iterdir():
+            self.assertProven(path)
+            self.assertEqual(umid, self.file_info(path)["material_umid"])
+        self.assertSameBytes(b"".join(self.pictures[:3]), (folder / "CLIP.mxf").read_bytes()[ATOM_HEADER:][:3 * DV25])
+        want = 2 * samples_before(3)
+        self.assertSameBytes(self.sound[0][:want], (folder / "CLIP00.mxf").read_bytes()[ATOM_HEADER:][:want])
+        self.assertSameBytes(self.sound[1][:2 * samples_before(2)] + bytes(want - 2 * samples_before(2)),
+                             (folder / "CLIP01.mxf").read_bytes()[ATOM_HEADER:][:want])
+        self.assertEqual(len(before), 3)
+
+        after = {path.name: path.read_bytes() for path in folder.iterdir()}
+        again = self.salvage(folder / "CLIP.mxf", status=DONE)
+        self.assertEqual("complete", again["outcome"])
+        self.assertEqual(after, {path.name: path.read_bytes() for path in folder.iterdir()})
+        self.assertFalse((folder / "CLIP.salvaged").exists())
+
+    def test_in_place_mends_the_files_themselves(self):
+        video = self.dv_clip(frames=4, channels=1)
+        cut(video, ATOM_HEADER + 2 * DV25)
+        cut(video.parent / "CLIP00.mxf", ATOM_HEADER + 2 * samples_before(2))
+        clip = self.salvage(video, "--in-place", status=DONE)
+        self.assertBalanced(clip)
+        self.assertEqual(["CLIP.mxf", "CLIP00.mxf"], sorted(path.name for path in video.parent.iterdir()))
+        self.assertProven(video)
+        self.assertEqual(2, self.file_info(video)["duration"])
+
+    def test_a_complete_clip_is_left_alone(self):
+        video = self.dv_clip(frames=2, channels=1)
+        before = {path.name: (path.read_bytes(), path.stat().st_mtime_ns) for path in video.parent.iterdir()}
+        for options in ([], ["--in-place"], ["--dry-run"]):
+            clip = self.salvage(video, *options, status=DONE)
+            self.assertEqual("complete", clip["outcome"])
+            self.assertEqual({"complete"}, {each["outcome"] for each in clip["files"]})
+        self.assertEqual(before, {path.name: (path.read_bytes(), path.stat().st_mtime_ns)
+                                  for path in video.parent.iterdir()})
+
+    def test_a_footer_that_is_named_but_not_there_does_not_make_a_clip_complete(self):
+        video = self.dv_clip(frames=3, channels=0)
+        cut(video, ATOM_HEADER + 2 * DV25, footer_gone=False)
+        clip = self.salvage(video, "--in-place", status=DONE)
+        self.assertEqual(("salvaged", 2), (clip["outcome"], clip["duration"]))
+        self.assertProven(video)
+
+    def test_a_dry_run_writes_nothing(self):
+        video = self.dv_clip(frames=3, channels=0)
+        cut(video, ATOM_HEADER + 2 * DV25 + 5)
+        before = video.read_bytes()
+        self.assertEqual("planned", self.salvage(video, "--dry-run")["outcome"])
+        self.assertEqual("planned", self.salvage(video, "--dry-run", "--in-place")["outcome"])
+        self.assertEqual(before, video.read_bytes())
+        self.assertEqual([video], list(video.parent.iterdir()))
+
+    def test_a_header_that_is_gone_is_made_from_the_essence(self):
+        for name, size, codec in (("dv25-5994i.dif", DV25, "dv25"), ("dv50-50i.dif", 288000, "dv50"),
+                                  ("avci100-1080-5994i.raw", 472064, "avci100")):
+            with self.subTest(name):
+                pictures = repeated(name, size, 3)
+                video = self.wrap("--video", self.file(f"{codec}.raw", b"".join(pictures)), "--standard",
+                                  "50i" if "50i" in name else "59.94i", name=codec, folder=self.folder / codec)
+                content = video.read_bytes()
+                lead = 512 if codec.startswith("avci") else 0
+                video.write_bytes(bytes(ATOM_HEADER) + content[ATOM_HEADER:ATOM_HEADER + lead + 2 * size + 9])
+                clip = self.salvage(video, "--in-place")
+                self.assertBalanced(clip)
+                self.assertEqual("essence", clip["files"][0]["format_from"])
+                self.assertTrue(clip["new_material_umid"])
+                self.assertProven(video)
+                self.assertEqual(codec, self.file_info(video)["codec"])
+                self.assertSameBytes(b"".join(pictures[:2]), video.read_bytes()[ATOM_HEADER + lead:][:2 * size])
+
+    def test_sound_without_a_header_is_known_by_its_siblings(self):
+        video = self.dv_clip(frames=4, channels=2)
+        second = video.parent / "CLIP01.mxf"
+        second.write_bytes(bytes(ATOM_HEADER) + second.read_bytes()[ATOM_HEADER:ATOM_HEADER + 2 * samples_before(3)])
+        cut(video, ATOM_HEADER + 3 * DV25)
+        clip = self.salvage(video, "--in-place")
+        self.assertBalanced(clip)
+        self.assertEqual("siblings", clip["files"][2]["format_from"])
+        self.assertEqual(3, self.file_info(second)["duration"])
+
+    def test_zeros_at_the_end_are_no_frames_unless_they_are_trusted(self):
+        video = self.dv_clip(frames=3, channels=0)
+        content = bytearray(cut(video, ATOM_HEADER + 3 * DV25).read_bytes())
+        content[ATOM_HEADER + 2 * DV25 + 8000:] = bytes(DV25 - 8000)
+        video.write_bytes(content)
+        clip = self.salvage(video, "--dry-run")
+        self.assertEqual((2, DV25), (clip["duration"], clip["files"][0]["lost_size"]))
+        clip = self.salvage(video, "--dry-run", "--trust-tail", status=DONE)
+        self.assertEqual(3, clip["duration"])
+
+    def test_a_bad_frame_in_the_middle_costs_none_behind_it(self):
+        video = self.dv_clip(frames=4, channels=0)
+        content = bytearray(cut(video, ATOM_HEADER + 4 * DV25).read_bytes())
+        content[ATOM_HEADER + DV25 + 5000:][:4096] = bytes(4096)
+        content[ATOM_HEADER + DV25 + 5000:ATOM_HEADER + DV25 + 9096] = bytes(4096)
+        video.write_bytes(content)
+        clip = self.salvage(video, "--in-place")
+        self.assertBalanced(clip)
+        self.assertEqual((4, 1), (clip["duration"], clip["files"][0]["frames_damaged"]))
+        self.assertSameBytes(bytes(content[ATOM_HEADER:]), video.read_bytes()[ATOM_HEADER:][:4 * DV25])
+
+    def test_nothing_to_keep_is_said(self):
+        video = self.dv_clip(frames=2, channels=0)
+        for size in (0, 5, 600, 30000, ATOM_HEADER, ATOM_HEADER + DV25 - 1):
+            cut(video, size)
+            clip = self.salvage(video)
+            self.assertEqual("given up", clip["outcome"], size)
+            self.assertEqual(size, video.stat().st_size)
+
+    def test_wrong_usage(self):
+        video = self.dv_clip(frames=1, channels=0)
+        self.refused(USAGE, "in-place", "salvage", video, "--in-place", "-o", self.folder / "out")
+        self.refused(INPUT, "no such file", "salvage", self.folder / "none.mxf")
+        self.refused(USAGE, "codec", "salvage", video, "--codec", "vhs")
+
+    def test_the_balance_sheet_in_words(self):
+        video = self.dv_clip(frames=3, channels=0)
+        cut(video, ATOM_HEADER + 2 * DV25 + 10)
+        self.assertEqual(f"""clip of 1 file: can be salvaged, 2 frames
+{video}: salvaged
+  format   dv25 525 59.94i, from the header
+  kept     2 of 3 frames, 0.07 s, 240 000 bytes
+  lost     10 bytes at offset 272768: a frame that was being written
+  rebuilt  the header area, the footer
+""", self.kmxf("salvage", video, "--dry-run", status=FINDINGS).decode())
+
+
+class CutClipTest(SalvageCase):
+    """OP-1b"""
+
+    def test_whole_frames_of_an_unfinished_group_without_sound_are_kept(self):
+        video = self.wrap_op1b(GROUP + 9)
+        whole = video.read_bytes()
+        start = group_starts(whole)[1]
+        place = whole.index(access_unit(GROUP + 5)[:64], start) + 40
+        cut(video, place)
+        clip = self.salvage(video, "--in-place")
+        self.assertBalanced(clip)
+        self.assertEqual(GROUP + 5, clip["files"][0]["frames_kept"])
+        self.assertProven(video)
+        (raw,) = self.unwrap(video, "--raw").values()
+        kept = b"".join(aligned(access_unit(number)) for number in range(GROUP + 5))
+        self.assertSameBytes(kept, raw[:len(kept)])
+        self.assertLess(len(raw), len(kept) + 1000, "nothing but what is kept")
+        again = video.read_bytes()
+        self.assertEqual("complete", self.salvage(video, "--in-place", status=DONE)["outcome"])
+        self.assertEqual(again, video.read_bytes())
+
+    def test_a_group_without_its_sound_is_lost_and_one_with_a_part_of_it_is_kept_so_far(self):
+        video = self.wrap_op1b(GROUP + 9, 2)
+        whole = video.read_bytes()
+        places = partitions(whole)
+        second = group_starts(whole)[1]
+        last_sound = [offset for offset, sid in places if sid == 4 and offset > second][0]
+        first_sound = [offset for offset, sid in places if sid == 3 and offset > second][0]
+        for size, kept in ((first_sound + 600, GROUP), (last_sound + self.sound_head(whole, last_sound) + 2 * 8008 + 10, GROUP + 5)):
+            with self.subTest(size):
+                video.write_bytes(whole)
+                cut(video, size)
+                clip = self.salvage(video, "--in-place")
+                self.assertBalanced(clip)
+                self.assertEqual(kept, clip["files"][0]["frames_kept"])
+                self.assertProven(video)
+
+    def sound_head(self, content, pack):
+        """From the pack of a partition of sound to its samples: the pack has a length of 4 bytes, the element of 9."""
+        return 20 + int.from_bytes(content[pack + 17:pack + 20], "big") + 16 + 8
+
+    def test_a_cut_anywhere_gives_a_clip_or_says_why_not(self):
+        video = self.wrap_op1b(6)
+        whole = video.read_bytes()
+        seeded = random.Random(7)
+        for size in [seeded.randrange(len(whole)) for _ in range(8)]:
+            with self.subTest(size):
+                video.write_bytes(whole)
+                cut(video, size)
+                clip = json.loads(self.run_kmxf("salvage", video, "--in-place", "--json").stdout)["salvage"]
+                if clip["outcome"] == "salvaged":
+                    self.assertBalanced(clip)
+                    self.assertProven(video)
+
+
+class KilledWriterTest(SalvageCase):
+    def kill_wrap(self, folder, feed, moment, *options):
+        writer = subprocess.Popen([PROGRAM, "wrap", "--video", "-", *map(str, options), "-o", str(folder), "--name",
+                                   "CLIP"], stdin=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        end = None
+        try:
+            for piece in feed:
+                if end is None and folder.exists() and any(folder.iterdir()):
+                    end = time.monotonic() + moment
+                writer.stdin.write(piece)
+                writer.stdin.flush()
+                if end is not None and time.monotonic() > end:
+                    break
+                time.sleep(0.01)
+        except BrokenPipeError:
+            pass
+        writer.send_signal(signal.SIGKILL)
+        writer.wait()
+        writer.stdin.close()
+        # They are still under the names that they have until they are complete.
+        return sorted(folder.iterdir()) if folder.exists() else []
+
+    def test_every_frame_that_was_written_comes_back(self):
+        for number, moment in enumerate((0.05, 0.2, 0.45)):
+            with self.subTest(moment):
+                folder = self.folder / f"killed{number}"
+                frames = repeated("dv25-5994i.dif", DV25, 400)
+                sound = self.wav("in.wav", [samples(samples_before(400), seed=3)])
+                files = self.kill_wrap(folder, frames, moment, "--audio", sound)
+                video = next((path for path in files if path.name.startswith(".CLIP.mxf")), None)
+                if video is None or video.stat().st_size < ATOM_HEADER + DV25:
+                    continue
+                there = (video.stat().st_size - ATOM_HEADER) // DV25
+                document = json.loads(self.run_kmxf("salvage", folder, "--json").stdout)["salvage"]
+                self.assertBalanced(document)
+                self.assertEqual(there, document["duration"])
+                salvaged = folder / "CLIP.salvaged" / "CLIP.mxf"
+                self.assertProven(salvaged)
+                self.assertSameBytes(b"".join(frames[:there]), salvaged.read_bytes()[ATOM_HEADER:][:there * DV25])
+
+    def test_a_killed_op_1b_clip_comes_back_up_to_its_last_whole_frame(self):
+        folder = self.folder / "killed"
+        files = self.kill_wrap(folder, (access_unit(i) for i in range(3000)), 0.5)
+        if not files or files[0].stat().st_size <= HEADER:
+            self.skipTest("nothing was written yet")
+        document = json.loads(self.run_kmxf("salvage", files[0], "--in-place", "--json").stdout)["salvage"]
+        if document["outcome"] == "salvaged":
+            self.assertBalanced(document)
+            self.assertProven(files[0])
+
+
+if __name__ == "__main__":
+    unittest.main()
