@@ -45,7 +45,7 @@ constexpr std::array<BlockID, kSequenceBlocks> kBlocks = [] {
 
 bool IsWholeDV(std::span<const uint8_t> frame) {
     const uint32_t sequences =
-        frame.size() % (kSequence50 * kSequenceBlocks * kBlockSize) == 0 ? kSequence50 : kSequence60;
+        frame.size() % (size_t{kSequence50} * kSequenceBlocks * kBlockSize) == 0 ? kSequence50 : kSequence60;
     for (size_t i = 0; (i + 1) * kBlockSize <= frame.size(); ++i) {
         const uint8_t* const id = frame.data() + i * kBlockSize;
         const BlockID& expected = kBlocks[i % kSequenceBlocks];
@@ -54,7 +54,7 @@ bool IsWholeDV(std::span<const uint8_t> frame) {
             return false;
         }
     }
-    return !frame.empty() && frame.size() % (kSequenceBlocks * kBlockSize) == 0;
+    return !frame.empty() && frame.size() % (size_t{kSequenceBlocks} * kBlockSize) == 0;
 }
 
 bool BeginsNAL(std::span<const uint8_t> bytes) {

@@ -513,6 +513,7 @@ std::vector<std::vector<std::string>> GroupSalvageFiles(const std::vector<std::s
         }
     }
     std::vector<std::vector<std::string>> clips;
+    clips.reserve(groups.size());
     for (Group& group : groups) clips.push_back(std::move(group.files));
     return clips;
 }

@@ -1,7 +1,6 @@
 """kmxf check: the rules of the layout, one line per fault."""
 
 import shutil
-import time
 import unittest
 
 from kmxf_case import ESSENCE, FINDINGS, INPUT, USAGE, samples, sparse_essence
@@ -130,7 +129,7 @@ class Cost(CheckCase):
         self.assertLess(read, 2 * 131072 + 600 * 50000 // 50)
         self.assertLess(reads, 600 * 2)
 
-    def test_500_clips_take_less_than_10_seconds(self):
+    def test_a_folder_of_500_clips_costs_500_times_one(self):
         folder = self.folder / "many"
         first = self.make_clip(folder=self.folder / "one")
         umid = bytes.fromhex(self.file_info(first / "A.mxf")["material_umid"])
@@ -140,9 +139,9 @@ class Cost(CheckCase):
             for path in first.iterdir():
                 content = path.read_bytes()
                 (folder / path.name.replace("A", f"{number}_", 1)).write_bytes(content.replace(umid, own))
-        start = time.monotonic()
-        self.assertEqual(b"", self.kmxf("check", folder))
-        self.assertLess(time.monotonic() - start, 10)
+        one, _ = statistics(self.run_kmxf("check", "--stats", first).stderr)
+        all_clips, _ = statistics(self.run_kmxf("check", "--stats", folder).stderr)
+        self.assertLessEqual(all_clips, 500 * one)
 
 
 if __name__ == "__main__":
