@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <string>
 
+#include "core/Layout.h"
 #include "tools/CheckRule.h"
 
 // OA and OB: what stands where in OP-Atom and OP-1b files (docs/format.md, docs/format-op1b.md). RI: the random index.
@@ -8,8 +9,8 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint64_t kHeaderAreaSize = 32768, kElementHeadSize = 24;
-constexpr uint64_t kOp1bAreaEnds[] = {0x8000, 0x1C000, 0x20000};
+constexpr uint64_t kHeaderAreaSize = kOpAtomHeaderSize, kElementHeadSize = 24;
+constexpr uint64_t kOp1bAreaEnds[] = {kOp1bMetadataEnd, kOp1bXMLEnd, kOp1bHeaderSize};
 constexpr uint64_t kPictureSID = 1, kANCSID = 2, kFirstSoundSID = 3, kFirstIndexSID = 101;
 constexpr uint64_t kANCElementSize = 512;
 constexpr uint64_t kSamplesPerSec = 48000;

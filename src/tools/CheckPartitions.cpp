@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "tools/CheckRule.h"
 
 // PP: partition packs (SMPTE ST 377-1). What the layouts fix is in the tables of their own.
@@ -22,7 +23,6 @@ uint64_t FooterNamedBy(const File& file, const Partition& partition) {
 }
 
 uint64_t MetadataSize(const File& file, const Partition& header) {
-    constexpr uint64_t kOp1bHeaderSize = 0x20000;
     if (file.layout == kOp1b) return kOp1bHeaderSize - (header.pack.End() - header.pack.offset);
     // In OP-Atom all that stands in front of the index.
     const auto end = std::ranges::find_if(header.packets, [](const InspectedPacket& packet) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "core/Layout.h"
 #include "kmxf/structures/Partition.h"
 #include "kmxf/tools/Clip.h"
 #include "tools/ClipSets.h"
@@ -12,7 +13,8 @@
 // The steps by which ReadClipFile comes to know a file, of either operational pattern.
 namespace kmxf {
 
-inline constexpr size_t kHeaderAreaSize = 32768;  // in which an OP-Atom file has all that comes before its essence
+// In which an OP-Atom file has all that comes before its essence.
+inline constexpr size_t kHeaderAreaSize = kOpAtomHeaderSize;
 
 // A file that is looked at in places.
 class ClipSource {

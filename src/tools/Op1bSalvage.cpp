@@ -7,6 +7,7 @@
 #include "collaborators/Report.h"
 #include "core/FieldText.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "core/LocalTags.h"
 #include "kmxf/collaborators/Notify.h"
 #include "kmxf/collaborators/VideoFrame.h"
@@ -25,7 +26,7 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint32_t kHeaderSize = 0x20000;
+constexpr uint32_t kHeaderSize = kOp1bHeaderSize;
 constexpr uint32_t kSamplesPerSec = 48000;
 constexpr uint32_t kOnePicture = 0x10100;  // clip type of one picture and no sound
 constexpr uint8_t kDefaultBytesPerSample = 2;

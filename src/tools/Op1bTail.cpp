@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "core/Layout.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/core/VideoStandard.h"
 #include "kmxf/writer/Op1bBase.h"
@@ -13,7 +14,7 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint64_t kHeaderSize = 0x20000;
+constexpr uint64_t kHeaderSize = kOp1bHeaderSize;
 constexpr uint32_t kSamplesPerSec = 48000;
 constexpr uint32_t kAudioKLSize = 24;
 constexpr uint64_t kMostPictures = 512 << 20;  // that are shown to the indexer

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "collaborators/Guards.h"
+#include "core/Layout.h"
 #include "kmxf/collaborators/Notify.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/core/VideoStandard.h"
@@ -26,7 +27,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr uint64_t kEssenceOffset = 32768;
+constexpr uint64_t kEssenceOffset = kOpAtomHeaderSize;
 constexpr uint32_t kMostWrite = 1 << 30;
 
 // The salvager with the settings that a plan has and a client of it cannot make.

@@ -4,6 +4,7 @@
 
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/structures/DMSGroups.h"
 
@@ -11,7 +12,7 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint64_t kMostHeader = 0x20000;
+constexpr uint64_t kMostHeader = kOp1bHeaderSize;
 constexpr size_t kMostHead = 25;
 
 // The beginning of a file, in memory.

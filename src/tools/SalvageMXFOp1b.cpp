@@ -11,6 +11,7 @@
 
 #include "collaborators/Guards.h"
 #include "core/EnvironmentSources.h"
+#include "core/Layout.h"
 #include "kmxf/collaborators/Log.h"
 #include "kmxf/core/Status.h"
 #include "tools/NamesFooter.h"
@@ -20,7 +21,7 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint32_t kHeaderSize = 0x20000;
+constexpr uint32_t kHeaderSize = kOp1bHeaderSize;
 constexpr std::chrono::milliseconds kFirstWait{1000};
 
 }  // namespace

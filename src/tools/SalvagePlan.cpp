@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "core/NewUMID.h"
 #include "kmxf/core/VideoStandard.h"
 #include "tools/EssenceFrames.h"
@@ -20,11 +21,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr uint64_t kEssenceOffset = 32768;  // of OP-Atom
-constexpr uint64_t kClipOffset = 0x20000;   // of the first group of OP-1b
-constexpr uint64_t kTail = 4 << 20;         // bytes of frames that are looked at in one step from the end
-constexpr uint64_t kMostFooter = 512;       // bytes of an OP-Atom footer, its index included
-constexpr size_t kLeastOfKey = 4;           // that tell a footer's beginning from samples
+constexpr uint64_t kEssenceOffset = kOpAtomHeaderSize;
+constexpr uint64_t kClipOffset = kOp1bHeaderSize;
+constexpr uint64_t kTail = 4 << 20;    // bytes of frames that are looked at in one step from the end
+constexpr uint64_t kMostFooter = 512;  // bytes of an OP-Atom footer, its index included
+constexpr size_t kLeastOfKey = 4;      // that tell a footer's beginning from samples
 constexpr uint32_t kMostUnit = 2 * 1143808 + 1024;
 
 const char* const kWritten = "a frame that was being written";

@@ -10,53 +10,11 @@
 #include "roundtrip/Recording.h"
 #include "support/FaultyStream.h"
 #include "support/Hex.h"
+#include "support/StreamKinds.h"
 #include "support/TemporaryFolder.h"
 
 namespace kmxf::test {
 namespace {
-
-struct StreamKind {
-    const char* name;
-    // Calls `use` with a stream to write on and a stream that reads what was written, and the file's name.
-    std::function<void(const std::function<void(IStreamFileIO&, IStreamFileIO&, const char*)>&)> with;
-};
-
-std::vector<StreamKind> StreamKinds() {
-    return {{"synchronous",
-             [](const auto& use) {
-                 CMemoryFileIO stream;
-                 use(stream, stream, "memory");
-             }},
-            {"asynchronous",
-             [](const auto& use) {
-                 FaultyStream stream;
-                 stream.CompleteAsynchronously();
-                 FaultyStream reading(stream.Shared());
-                 use(stream, reading, "memory");
-                 EXPECT_EQ(stream.LivePieces(), 0);
-                 EXPECT_EQ(stream.LiveAllocators(), 0);
-             }},
-            {"slow",
-             [](const auto& use) {
-                 FaultyStream stream;
-                 stream.CompleteAsynchronously(std::chrono::milliseconds(1));
-                 stream.SetClusterSize(262144);
-                 FaultyStream reading(stream.Shared());
-                 use(stream, reading, "memory");
-                 EXPECT_EQ(stream.LivePieces(), 0);
-             }},
-            {"file", [](const auto& use) {
-                 const TemporaryFolder folder;
-                 const std::string name = (folder.Path() / "clip.mxf").string();
-                 IFileIOFactory* factory = CFileIOMain::GetFactory(0, nullptr, 32768);
-                 IStreamFileIO* writing = factory->CreateStreamFileIO(0);
-                 IStreamFileIO* reading = factory->CreateStreamFileIO(0);
-                 use(*writing, *reading, name.c_str());
-                 writing->Release();
-                 reading->Release();
-                 factory->Release();
-             }}};
-}
 
 // Odd sizes, with a large one now and then so that a slow stream gets through in time.
 const std::vector<uint32_t> kPieceSizes = {1, 99991, 7, 250007};
