@@ -5,6 +5,10 @@ target_compile_options(kmxf_build INTERFACE -Wall -Wextra -Wpedantic -Wshadow -W
     -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast)
 # GCC 12 sees overlaps in string concatenation that are not there (GCC bug 105651).
 target_compile_options(kmxf_build INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
+# Files larger than 2 GiB and times after 2038, on machines of 32 bits too.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    target_compile_definitions(kmxf_build INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
 if(KMXF_SANITIZE)
     target_compile_options(kmxf_build INTERFACE -fsanitize=${KMXF_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(kmxf_build INTERFACE -fsanitize=${KMXF_SANITIZE})

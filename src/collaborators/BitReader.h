@@ -17,7 +17,7 @@ public:
         if (!Take(count)) return 0;
         uint32_t value = 0;
         for (uint64_t i = position_ - count; i < position_; ++i)
-            value = value << 1 | (uint32_t{data_[i / 8]} >> (7 - i % 8) & 1);
+            value = value << 1 | (uint32_t{data_[static_cast<size_t>(i / 8)]} >> (7 - i % 8) & 1);
         return value;
     }
     uint32_t UE() {  // ue(v)

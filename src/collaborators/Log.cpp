@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <exception>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -69,10 +70,14 @@ void SetLogSink(LogSink sink) {
 void Report(LogPlace place, const char* sourceFile, const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    const auto text = Format(format, arguments);
+    try {
+        const auto text = Format(format, arguments);
+        jq_middle_common::Log log("", place.function, sourceFile, place.line, kLogError);
+        if (text) log.SetMessage("%s", text->c_str());
+    } catch (const std::bad_alloc&) {
+        // Whoever reports a failure goes on to clean up behind it, and must get there.
+    }
     va_end(arguments);
-    jq_middle_common::Log log("", place.function, sourceFile, place.line, kLogError);
-    if (text) log.SetMessage("%s", text->c_str());
 }
 
 }  // namespace kmxf

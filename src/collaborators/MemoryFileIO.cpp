@@ -55,7 +55,7 @@ int32_t CMemoryFileIO::Write(StreamPiece* piece, int32_t tag, int32_t) {
 bool CMemoryFileIO::Put(StreamPiece& piece) try {
     const uint32_t size = piece.GetSize();
     if (!writable_ || size > static_cast<uint32_t>(std::numeric_limits<int32_t>::max()) ||
-        position_ > std::numeric_limits<int64_t>::max() - size) {
+        position_ > static_cast<int64_t>(contents_.max_size()) - size) {
         return false;
     }
     if (size == 0) return true;
@@ -70,7 +70,7 @@ bool CMemoryFileIO::Put(StreamPiece& piece) try {
 
 int32_t CMemoryFileIO::Read(StreamPiece* piece, int32_t) {
     if (!opened_ || piece == nullptr) return kCountFailed;
-    const auto start = std::min(static_cast<size_t>(position_), contents_.size());
+    const auto start = static_cast<size_t>(std::min<uint64_t>(static_cast<uint64_t>(position_), contents_.size()));
     const auto count = static_cast<int32_t>(std::min<size_t>(
         {piece->GetSize(), contents_.size() - start, static_cast<size_t>(std::numeric_limits<int32_t>::max())}));
     position_ += count;

@@ -13,7 +13,8 @@ struct LogPlace {
 };
 
 // Logs one failure (level 0, empty module): Report("CCreateMXFBase::Write", "CreateMXFBase", "Not Open."). The source
-// file is named without its extension; the message is a printf format with its arguments.
+// file is named without its extension; the message is a printf format with its arguments. It does not throw: a record
+// that there is no memory for is lost.
 [[gnu::format(printf, 3, 4)]] void Report(LogPlace place, const char* sourceFile, const char* format, ...);
 
 // Logs a failure and passes its status on, so that a failure path is one expression.

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
+#include <new>
 
 #include "core/Bytes.h"
 #include "kmxf/core/Status.h"
@@ -14,15 +16,17 @@ namespace kmxf {
 template <class Write>
 int32_t HandOut(uint32_t size, uint8_t** data, Write write) {
     if (data == nullptr) return kStatusInvalidArgument;
-    auto* buffer = static_cast<uint8_t*>(std::malloc(size == 0 ? 1 : size));
-    if (buffer == nullptr) return kStatusNoMemory;
-    ByteWriter writer({buffer, size});
-    write(writer);
-    if (!writer.Ok() || writer.Remaining() != 0) {
-        std::free(buffer);
+    std::unique_ptr<uint8_t, decltype(&std::free)> buffer(static_cast<uint8_t*>(std::malloc(size == 0 ? 1 : size)),
+                                                          &std::free);
+    if (!buffer) return kStatusNoMemory;
+    ByteWriter writer({buffer.get(), size});
+    try {
+        write(writer);
+    } catch (const std::bad_alloc&) {
         return kStatusNoMemory;
     }
-    *data = buffer;
+    if (!writer.Ok() || writer.Remaining() != 0) return kStatusNoMemory;
+    *data = buffer.release();
     return kStatusOk;
 }
 

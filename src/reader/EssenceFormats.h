@@ -11,7 +11,7 @@ namespace kmxf {
 // The label leaves the standard to the sample rate of the descriptor.
 inline constexpr uint32_t kByRate = 0;
 
-struct EssenceFormat {
+struct LabelledFormat {
     MXFKEYTag label;
     uint32_t frameDataSize;  // bytes; 0: the picture coding label decides
     uint32_t videoStd;
@@ -34,7 +34,7 @@ constexpr MXFKEYTag AVCIntraCoding(uint8_t pictureClass, uint8_t raster) {
 // clang-format off
 
 // Essence container labels, clip-wrapped (SMPTE ST 383, ST 381-3)
-inline constexpr EssenceFormat kContainerFormats[] = {
+inline constexpr LabelledFormat kContainerFormats[] = {
     {DVContainer(0x40),          120000, VIDEO_STD_59_94I, COMP_TYPE_DV25},
     {DVContainer(0x41),          144000, VIDEO_STD_50I,    COMP_TYPE_DV25},
     {DVContainer(0x50),          240000, VIDEO_STD_59_94I, COMP_TYPE_DV50},
@@ -50,7 +50,7 @@ inline constexpr EssenceFormat kContainerFormats[] = {
 
 // Picture coding labels of AVC-Intra (SMPTE RP 2027), classes 50, 100 and 200. The last byte of the label: 1 and 2 for
 // 1080 lines interlaced at 59.94 and 50 fields, 3 and 4 for 1080 lines progressive, 8 and 9 for 720 lines.
-inline constexpr EssenceFormat kAVCIntraFormats[] = {
+inline constexpr LabelledFormat kAVCIntraFormats[] = {
     {AVCIntraCoding(0x21, 0x08),  116224, kByRate,          COMP_TYPE_AVCI50_720},
     {AVCIntraCoding(0x21, 0x09),  140288, kByRate,          COMP_TYPE_AVCI50_720},
     {AVCIntraCoding(0x21, 0x01),  232448, VIDEO_STD_59_94I, COMP_TYPE_AVCI50_1080},

@@ -217,9 +217,9 @@ int32_t CReadMXFBase::GetDataSize(int64_t* size) const { return Answer(size, hea
 
 int32_t CReadMXFBase::GetFileType(uint32_t* fileType) const {
     return Answer(fileType, headerRead_,
-                  FindRow(kContainerFormats, &EssenceFormat::label, essenceContainer_) != nullptr ? kFileTypeVideo
-                  : essenceContainer_ == kAES3ClipContainerLabel                                  ? kFileTypeAudio
-                                                                                                  : kFileTypeUnknown);
+                  FindRow(kContainerFormats, &LabelledFormat::label, essenceContainer_) != nullptr ? kFileTypeVideo
+                  : essenceContainer_ == kAES3ClipContainerLabel                                   ? kFileTypeAudio
+                                                                                                   : kFileTypeUnknown);
 }
 
 int32_t CReadMXFBase::GetFileSize(int64_t* size) {

@@ -49,7 +49,8 @@ int32_t PatternCode(HeaderBytes header) {
 // cut short in it the rest counts as zeros.
 bool IsPlausible(IFileIO& file, uint64_t size) {
     if (size <= kOp1bHeaderSize) return true;
-    return std::cmp_less_equal(size, file.Seek(0, kSeekEnd)) && size <= std::numeric_limits<uint32_t>::max();
+    constexpr uint64_t kMost = std::min<uint64_t>(std::numeric_limits<uint32_t>::max(), PTRDIFF_MAX);
+    return size <= kMost && std::cmp_less_equal(size, file.Seek(0, kSeekEnd));
 }
 
 int32_t Fail(const char* message, int32_t status) {

@@ -53,6 +53,18 @@ uint64_t HeaderSize(HeaderBytes start) {
     return (head->size + std::min(head->length, kMost) + std::min(metadata, kMost) + 3) / 4 * 4;
 }
 
+// Ends a search through the messages of a picture, and logs its failure.
+template <class Parse>
+int32_t Parsed(LogPlace place, const char* failed, Parse parse) {
+    int32_t status = kStatusNoMemory;
+    try {
+        status = parse();
+    } catch (const std::bad_alloc&) {
+    }
+    if (status == kStatusFrameNoInfo) status = kStatusNotFound;
+    return status == kStatusOk ? status : Fail(place, failed, status);
+}
+
 // What lies between a stream's body partition pack and its index partition pack.
 struct Essence {
     uint64_t offset = 0;  // in the file
@@ -338,34 +350,31 @@ int32_t CReadMXFOp1b::FeedKeyPicture(uint32_t frame, CAVCSEIData& parser) {
 }
 
 int32_t CReadMXFOp1b::GetTimecode(uint32_t frame, CTimecode& timecode, eSEIDataType type) {
-    const int32_t status = [&] {
+    return Parsed("CReadMXFOp1b::GetTimecode", "GetTimecode Error.", [&]() -> int32_t {
         uint8_t area[kSEIAreaSize], packed[4];
         if (const int32_t read = GetSEIType1(frame, area); read != kStatusOk) return read;
         CAVCSEIData parser;
         if (const int32_t fed = FeedKeyPicture(frame, parser); fed != kStatusOk) return fed;
         parser.SetSEIData(area, kSEIAreaSize, false);
         int32_t got = parser.GetTimecode(packed, type);
-        if (got != kStatusOk) return got == kStatusFrameNoInfo ? kStatusNotFound : got;
+        if (got != kStatusOk) return got;
         CTimecode found;
         found.SetVideoStd(ConvertTCVideoStd(file_->clip.videoStd));
         got = found.SetData(packed);
         if (got == kStatusOk) timecode = found;
         return got;
-    }();
-    return status == kStatusOk ? status : Fail("CReadMXFOp1b::GetTimecode", "GetTimecode Error.", status);
+    });
 }
 
 int32_t CReadMXFOp1b::GetUsersBit(uint32_t frame, CUsersBit& usersBit, eSEIDataType type) {
-    uint8_t area[kSEIAreaSize], packed[4];
-    int32_t status = GetSEIType1(frame, area);
-    if (status == kStatusOk) {
+    return Parsed("CReadMXFOp1b::GetUsersBit", "GetUsersBit Error.", [&]() -> int32_t {
+        uint8_t area[kSEIAreaSize], packed[4];
+        if (const int32_t read = GetSEIType1(frame, area); read != kStatusOk) return read;
         CAVCSEIData parser;
         parser.SetSEIData(area, kSEIAreaSize, false);
-        status = parser.GetUsersBit(packed, type);
-        if (status == kStatusOk) return usersBit.SetData(packed);
-        if (status == kStatusFrameNoInfo) status = kStatusNotFound;
-    }
-    return Fail("CReadMXFOp1b::GetUsersBit", "GetUsersBit Error.", status);
+        const int32_t got = parser.GetUsersBit(packed, type);
+        return got == kStatusOk ? usersBit.SetData(packed) : got;
+    });
 }
 
 // A reader without a file answers as for a clip of nothing.

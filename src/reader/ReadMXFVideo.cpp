@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
+#include <new>
 
 #include "collaborators/Guards.h"
 #include "collaborators/Report.h"
@@ -68,7 +69,11 @@ int32_t Extract(CReadMXFVideo& reader, const Carrier& carrier, LogPlace place, u
     int32_t status = (reader.*carrier.get)(frame, &data);
     const std::unique_ptr<uint8_t, decltype(&std::free)> owner(data, &std::free);
     if (status != kStatusOk) return Fail(place, carrier.getFailed, status);
-    status = parse(data);
+    try {
+        status = parse(data);
+    } catch (const std::bad_alloc&) {
+        status = kStatusNoMemory;
+    }
     return status == kStatusFrameNoInfo ? kStatusNotFound : Checked(place, failed, status);
 }
 
@@ -130,7 +135,7 @@ int32_t CReadMXFVideo::Close() {
 int32_t CReadMXFVideo::SetVideoFormat() {
     if (!headerRead_) return kStatusWrongState;
     consumerDV_ = avcIntra_ = false;
-    const EssenceFormat* format = FindRow(kContainerFormats, &EssenceFormat::label, essenceContainer_);
+    const LabelledFormat* format = FindRow(kContainerFormats, &LabelledFormat::label, essenceContainer_);
     if (format == nullptr) return kStatusFailure;
     consumerDV_ = format->consumerDV;
     avcIntra_ = format->label == kAVCIntraContainerLabel;
@@ -139,7 +144,7 @@ int32_t CReadMXFVideo::SetVideoFormat() {
     if (avcIntra_) {
         MXFKEYTag coding;
         ReadMetadata(descriptor, kTagPictureEssenceCoding, coding.bytes);
-        format = FindRow(kAVCIntraFormats, &EssenceFormat::label, coding);
+        format = FindRow(kAVCIntraFormats, &LabelledFormat::label, coding);
     }
     // AVC-Intra needs a sample rate even where its coding label names the standard.
     uint8_t rate[8]{};

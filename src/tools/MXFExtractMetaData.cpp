@@ -228,7 +228,7 @@ int32_t CMXFExtractMetaData::ExtractMetaData(const std::string& videoFile,
     return kStatusOk;
 } catch (const std::bad_alloc&) {
     ResetParam();
-    return kStatusNoMemory;
+    return Fail("CMXFExtractMetaData::ExtractMetaData", "Allocate Error.", kStatusNoMemory);
 }
 
 void CMXFExtractMetaData::ResetParam() { *clip_ = {}; }
@@ -433,7 +433,7 @@ int32_t CMXFExtractMetaData::GetDIFPulldownFrameRate(uint8_t* rate) {
     return OfDIF(*clip_, &DIFMetadata::pulldownFrameRate, rate);
 }
 
-int32_t CMXFExtractMetaData::GetDIFEndUMID(MXFUMIDEXTag* umid) {
+int32_t CMXFExtractMetaData::GetDIFEndUMID(MXFUMIDEXTag* umid) try {
     if (const int32_t status = Admit(*clip_, umid); status != kStatusOk) return status;
     const VideoMetadata& video = clip_->video;
     uint32_t frames = 0;
@@ -451,6 +451,8 @@ int32_t CMXFExtractMetaData::GetDIFEndUMID(MXFUMIDEXTag* umid) {
     CDIFFrame frame;
     frame.SetDIFData(unit.data(), size);
     return frame.GetUMID(umid->bytes);
+} catch (const std::bad_alloc&) {
+    return -1;
 }
 
 // --- one sound file ---
@@ -569,7 +571,7 @@ int32_t CMXFExtractMetaData::GetPelmardFormat(IFileIO* file, uint32_t* fileType,
         // Of this one the last byte does not count.
         constexpr MXFKEYTag kDV1080At60 = DVContainer(0x60);
         if (std::equal(container.bytes, container.bytes + 15, kDV1080At60.bytes)) container = kDV1080At60;
-        const EssenceFormat* row = FindRow(kContainerFormats, &EssenceFormat::label, container);
+        const LabelledFormat* row = FindRow(kContainerFormats, &LabelledFormat::label, container);
         if (row == nullptr) return kStatusFailure;
         format.videoStd = row->videoStd;
         format.compType = row->compType;
@@ -617,7 +619,7 @@ int32_t CMXFExtractMetaData::GetAVCIFormat(IFileIO* file, uint32_t* videoStd, ui
     // The rate is needed even where the coding label names the standard.
     const MXFRATIONALTag rate = items.Field(kMPEGDescriptorKey, kTagSampleRate, 8).Rational();
     if (items.Status() != kStatusOk) return items.Status();
-    const EssenceFormat* row = FindRow(kAVCIntraFormats, &EssenceFormat::label, coding);
+    const LabelledFormat* row = FindRow(kAVCIntraFormats, &LabelledFormat::label, coding);
     if (row == nullptr) return kStatusFailure;
     *videoStd = row->videoStd != kByRate ? row->videoStd : EditRateToVideoStd(rate, 0);
     *compType = row->compType;

@@ -1,5 +1,7 @@
 #include "kmxf/writer/CreateMXFAudio.h"
 
+#include <new>
+
 #include "collaborators/Report.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/core/VideoStandard.h"
@@ -26,7 +28,7 @@ int32_t CCreateMXFAudio::SetBytesPerSample(uint16_t bytes) {
     return kStatusOk;
 }
 
-int32_t CCreateMXFAudio::Open(IStreamFileIO* stream, bool rewriteHeaderAtClose) {
+int32_t CCreateMXFAudio::Open(IStreamFileIO* stream, bool rewriteHeaderAtClose) try {
     if (IsOpened()) return CCreateMXFBase::Open(stream, rewriteHeaderAtClose);  // keeps its builder
     builder_ = std::make_unique<COpAtomSound>(settings_.videoStd, settings_.clipType, settings_.samplesPerSec,
                                               settings_.channel, bytesPerSample_ * 8u, IsSpanned());
@@ -37,6 +39,8 @@ int32_t CCreateMXFAudio::Open(IStreamFileIO* stream, bool rewriteHeaderAtClose) 
         return ResetAndClose(Failed("CCreateMXFAudio::Open", kSourceFile, "Open Error.", status));
     }
     return kStatusOk;
+} catch (const std::bad_alloc&) {
+    return ResetAndClose(Failed("CCreateMXFAudio::Open", kSourceFile, "Allocate Error.", kStatusNoMemory));
 }
 
 uint32_t CCreateMXFAudio::GetDuration() {

@@ -1,7 +1,10 @@
 #include "kmxf/writer/CreateMXFBase.h"
 
 #include <algorithm>
+#include <cstring>
+#include <new>
 #include <span>
+#include <utility>
 
 #include "collaborators/Guards.h"
 #include "collaborators/Report.h"
@@ -13,6 +16,7 @@
 #include "kmxf/core/VideoStandard.h"
 #include "kmxf/writer/OpAtomBase.h"
 #include "writer/OwnPieces.h"
+#include "writer/StoreSetting.h"
 
 namespace kmxf {
 
@@ -23,8 +27,6 @@ constexpr char kSourceFile[] = "CreateMXFBase";
 constexpr uint32_t kReadBackUnit = 32768;
 constexpr uint32_t kAVCIHeaderSize = 512;
 constexpr size_t kFileNameCapacity = 256;  // with its terminator
-
-bool HasBytes(const std::string& text, size_t most) { return !text.empty() && text.size() <= most; }
 
 }  // namespace
 
@@ -40,10 +42,8 @@ uint32_t CCreateMXFBase::GetDuration() { return 0; }
 
 int32_t CCreateMXFBase::SetFilename(const char* fileName) {
     if (fileName == nullptr) return kStatusInvalidArgument;
-    std::string name(fileName);
-    if (name.size() >= kFileNameCapacity) return kStatusInvalidArgument;
-    fileName_ = std::move(name);
-    return kStatusOk;
+    if (strnlen(fileName, kFileNameCapacity) == kFileNameCapacity) return kStatusInvalidArgument;
+    return StoreSetting(fileName_, fileName);
 }
 
 int32_t CCreateMXFBase::SetVideoStandard(uint32_t videoStd) {
@@ -96,26 +96,15 @@ int32_t CCreateMXFBase::SetCreationDate(MXFTIMESTAMPTag date) {
     return kStatusOk;
 }
 
-int32_t CCreateMXFBase::SetPackageName(const std::string& utf8) {
-    settings_.packageName = utf8;
-    return kStatusOk;
-}
+int32_t CCreateMXFBase::SetPackageName(const std::string& utf8) { return StoreSetting(settings_.packageName, utf8); }
 
 int32_t CCreateMXFBase::SetDescriptiveMetadata(const CDescriptiveMetadata& metadata) {
-    settings_.metadata = metadata;
-    return kStatusOk;
+    return StoreSetting(settings_.metadata, metadata);
 }
 
 int32_t CCreateMXFBase::SetIdentification(const std::string& company, const std::string& product,
                                           const std::string& version, const uint8_t* productUID) {
-    if (!HasBytes(company, 16) || !HasBytes(product, 16) || !HasBytes(version, 4) || productUID == nullptr) {
-        return kStatusInvalidArgument;
-    }
-    settings_.company = company;
-    settings_.product = product;
-    settings_.version = version;
-    std::copy_n(productUID, sizeof settings_.productUID.bytes, settings_.productUID.bytes);
-    return kStatusOk;
+    return StoreIdentification(settings_, company, product, version, productUID);
 }
 
 int32_t CCreateMXFBase::SetRenderingDataSize(int64_t size) {
@@ -145,7 +134,7 @@ int32_t CCreateMXFBase::GetDataOffset(uint32_t* offset) {
 
 uint32_t CCreateMXFBase::GetReadBackSize() { return static_cast<uint32_t>(settings_.dataSize % kReadBackUnit); }
 
-int32_t CCreateMXFBase::Open(IStreamFileIO* stream, bool rewriteHeaderAtClose) {
+int32_t CCreateMXFBase::Open(IStreamFileIO* stream, bool rewriteHeaderAtClose) try {
     const ScopedLock lock(mutex_);
     if (stream == nullptr) return kStatusInvalidArgument;
     if (opened_) return kStatusOk;
@@ -163,15 +152,19 @@ int32_t CCreateMXFBase::Open(IStreamFileIO* stream, bool rewriteHeaderAtClose) {
     }
     settings_.rewriteHeader = rewriteHeaderAtClose;
     return kStatusOk;
+} catch (const std::bad_alloc&) {
+    return GiveUpWithoutMemory("CCreateMXFBase::Open", kStatusNoMemory);
 }
 
-int32_t CCreateMXFBase::Write(StreamPiece* piece, int32_t) {
+int32_t CCreateMXFBase::Write(StreamPiece* piece, int32_t) try {
     const ScopedLock lock(mutex_);
     if (Admit("CCreateMXFBase::Write", piece) != kStatusOk) return kCountFailed;
     if (!headerWritten_ && WriteHeader() != kStatusOk) return kCountFailed;
     const int32_t written = WriteStreamPiece(piece, kEssencePiece);
     if (written > 0) settings_.dataSize += written;
     return written;
+} catch (const std::bad_alloc&) {
+    return GiveUpWithoutMemory("CCreateMXFBase::Write", kCountFailed);
 }
 
 int32_t CCreateMXFBase::Read(StreamPiece* piece) {
@@ -213,7 +206,7 @@ int32_t CCreateMXFBase::RegisterCallback(IFileIOCallback* callback) {
     return status;
 }
 
-int32_t CCreateMXFBase::Close() {
+int32_t CCreateMXFBase::Close() try {
     const ScopedLock lock(mutex_);
     if (!opened_) return kStatusOk;
     if (settings_.dataSize == 0) return ResetAndClose(kStatusOk);
@@ -229,6 +222,8 @@ int32_t CCreateMXFBase::Close() {
         return GiveUp("CCreateMXFBase::Close", "Different DataSize.", kStatusFailure);
     }
     return ResetAndClose(kStatusOk);
+} catch (const std::bad_alloc&) {
+    return GiveUpWithoutMemory("CCreateMXFBase::Close", kStatusNoMemory);
 }
 
 void CCreateMXFBase::CallbackForWriteComplete(uint64_t id, int32_t status, int32_t tag) {
@@ -329,7 +324,12 @@ int32_t CCreateMXFBase::WriteBytes(const LogPlace& place, PieceAllocator& alloca
 
 int32_t CCreateMXFBase::WriteOwnPiece(StreamPiece* piece, int32_t tag) {
     if (piece == nullptr) return kCountFailed;
-    ownPieces_->Add(piece);
+    try {
+        ownPieces_->Add(piece);
+    } catch (const std::bad_alloc&) {
+        PieceAllocator(stream_).Free(piece);
+        throw;
+    }
     return WriteStreamPiece(piece, tag);
 }
 
@@ -359,6 +359,11 @@ int32_t CCreateMXFBase::ResetAndClose(int32_t status) {
 // log.
 int32_t CCreateMXFBase::GiveUp(const LogPlace& place, const char* message, int32_t status) {
     return ResetAndClose(Failed(place, kSourceFile, message, status));
+}
+
+int32_t CCreateMXFBase::GiveUpWithoutMemory(const LogPlace& place, int32_t status) {
+    const ScopedLock lock(mutex_);
+    return GiveUp(place, "Allocate Error.", status);
 }
 
 // What every stream operation asks first: is the file open, is the argument there?

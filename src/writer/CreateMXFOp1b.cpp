@@ -1,6 +1,7 @@
 #include "kmxf/writer/CreateMXFOp1b.h"
 
 #include <algorithm>
+#include <new>
 
 #include "collaborators/Guards.h"
 #include "collaborators/Report.h"
@@ -11,6 +12,7 @@
 #include "kmxf/core/VideoStandard.h"
 #include "kmxf/writer/Op1bBase.h"
 #include "writer/OwnPieces.h"
+#include "writer/StoreSetting.h"
 
 namespace kmxf {
 
@@ -30,8 +32,6 @@ constexpr uint32_t kSamplesPerSec = 48000;
 constexpr uint8_t kPlaceholderXML[] = "Dummy";
 constexpr uint16_t kThumbnailWidth = 80, kThumbnailHeight = 45;
 constexpr uint8_t kPlaceholderThumbnail[10854] = {};
-
-bool HasBytes(const std::string& text, size_t most) { return !text.empty() && text.size() <= most; }
 
 }  // namespace
 
@@ -71,14 +71,10 @@ int32_t CCreateMXFOp1b::SetUMID(MXFUMIDTag umid) {
     return kStatusOk;
 }
 
-int32_t CCreateMXFOp1b::SetPackageName(const std::string& utf8) {
-    settings_.packageName = utf8;
-    return kStatusOk;
-}
+int32_t CCreateMXFOp1b::SetPackageName(const std::string& utf8) { return StoreSetting(settings_.packageName, utf8); }
 
 int32_t CCreateMXFOp1b::SetDescriptiveMetadata(const CDescriptiveMetadata& metadata) {
-    settings_.metadata = metadata;
-    return kStatusOk;
+    return StoreSetting(settings_.metadata, metadata);
 }
 
 int32_t CCreateMXFOp1b::SetStartTimecode(const CTimecode& timecode) {
@@ -89,29 +85,28 @@ int32_t CCreateMXFOp1b::SetStartTimecode(const CTimecode& timecode) {
 
 int32_t CCreateMXFOp1b::SetIdentification(const std::string& company, const std::string& product,
                                           const std::string& version, const uint8_t* productUID) {
-    if (!HasBytes(company, 16) || !HasBytes(product, 16) || !HasBytes(version, 4) || productUID == nullptr) {
-        return kStatusInvalidArgument;
-    }
-    settings_.company = company;
-    settings_.product = product;
-    settings_.version = version;
-    settings_.productUID = ByteReader({productUID, sizeof(MXFKEYTag)}).Key();
-    return kStatusOk;
+    return StoreIdentification(settings_, company, product, version, productUID);
 }
 
-int32_t CCreateMXFOp1b::SetXMLData(const uint8_t* xml, uint16_t length) {
+int32_t CCreateMXFOp1b::SetXMLData(const uint8_t* xml, uint16_t length) try {
     return opened_ ? builder_->SetXMLData(xml, length) : kStatusWrongState;
+} catch (const std::bad_alloc&) {
+    return kStatusNoMemory;
 }
 
 int32_t CCreateMXFOp1b::SetThumbnailData(const uint8_t* data, uint16_t size, uint16_t width, uint16_t height,
-                                         uint8_t format) {
+                                         uint8_t format) try {
     if (!opened_) return kStatusWrongState;
     if (format != 0) return kStatusUnexpectedKind;
     return builder_->SetThumbnailData(data, size, width, height, format);
+} catch (const std::bad_alloc&) {
+    return kStatusNoMemory;
 }
 
-int32_t CCreateMXFOp1b::SetThumbnailPosition(uint32_t position) {
+int32_t CCreateMXFOp1b::SetThumbnailPosition(uint32_t position) try {
     return opened_ ? builder_->SetThumbnailPosition(position) : kStatusWrongState;
+} catch (const std::bad_alloc&) {
+    return kStatusNoMemory;
 }
 
 int32_t CCreateMXFOp1b::SetPlayerLayout(bool on) {
@@ -134,7 +129,7 @@ bool CCreateMXFOp1b::CheckFormat(uint32_t videoStandard, uint32_t compressionTyp
     return std::ranges::find(kProgressive, videoStandard) != std::end(kProgressive);
 }
 
-int32_t CCreateMXFOp1b::Open(const char* fileName, IStreamFileIO* stream) {
+int32_t CCreateMXFOp1b::Open(const char* fileName, IStreamFileIO* stream) try {
     const ScopedLock lock(mutex_);
     const char* const place = "CCreateMXFOp1b::Open";
     if (fileName == nullptr || stream == nullptr) return kStatusInvalidArgument;
@@ -156,8 +151,11 @@ int32_t CCreateMXFOp1b::Open(const char* fileName, IStreamFileIO* stream) {
     if (const int32_t status = builder_->Initialize(); status != kStatusOk) {
         return GiveUp(place, "Initialize Error.", status);
     }
-    SetXMLData(kPlaceholderXML, sizeof kPlaceholderXML);
-    return SetThumbnailData(kPlaceholderThumbnail, sizeof kPlaceholderThumbnail, kThumbnailWidth, kThumbnailHeight, 0);
+    builder_->SetXMLData(kPlaceholderXML, sizeof kPlaceholderXML);
+    return builder_->SetThumbnailData(kPlaceholderThumbnail, sizeof kPlaceholderThumbnail, kThumbnailWidth,
+                                      kThumbnailHeight, 0);
+} catch (const std::bad_alloc&) {
+    return GiveUpWithoutMemory("CCreateMXFOp1b::Open", kStatusNoMemory);
 }
 
 int32_t CCreateMXFOp1b::RegisterCallback(IFileIOCallback* callback) {
@@ -176,7 +174,8 @@ void CCreateMXFOp1b::CallbackForWriteComplete(uint64_t offset, int32_t error, in
     }
 }
 
-int32_t CCreateMXFOp1b::WriteVideo(StreamPiece* frame, int8_t temporalOffset, int8_t keyFrameOffset, uint8_t flags) {
+int32_t CCreateMXFOp1b::WriteVideo(StreamPiece* frame, int8_t temporalOffset, int8_t keyFrameOffset,
+                                   uint8_t flags) try {
     const ScopedLock lock(mutex_);
     const LogPlace place = "CCreateMXFOp1b::WriteVideo";
     if (!IsReady(frame) || frame->GetSize() > kMostFrameBytes) return GiveUp(place, "Error.", kCountFailed);
@@ -205,9 +204,11 @@ int32_t CCreateMXFOp1b::WriteVideo(StreamPiece* frame, int8_t temporalOffset, in
     ++frames_;
     if (frames_ % format_.groupFrames == 0 && EndGroup(place) != kStatusOk) return kCountFailed;
     return static_cast<int32_t>(length);
+} catch (const std::bad_alloc&) {
+    return GiveUpWithoutMemory("CCreateMXFOp1b::WriteVideo", kCountFailed);
 }
 
-int32_t CCreateMXFOp1b::WriteAudio(StreamPiece* block, uint8_t channel) {
+int32_t CCreateMXFOp1b::WriteAudio(StreamPiece* block, uint8_t channel) try {
     const ScopedLock lock(mutex_);
     const LogPlace place = "CCreateMXFOp1b::WriteAudio";
     if (!IsReady(block) || block->GetSize() > kMostBlockBytes || channel >= format_.channels || frames_ == 0) {
@@ -230,9 +231,11 @@ int32_t CCreateMXFOp1b::WriteAudio(StreamPiece* block, uint8_t channel) {
     // One offset for all channels of a group; it counts the blocks without key and length.
     if (channel + 1 == format_.channels) audioOffset_ += size;
     return static_cast<int32_t>(size);
+} catch (const std::bad_alloc&) {
+    return GiveUpWithoutMemory("CCreateMXFOp1b::WriteAudio", kCountFailed);
 }
 
-int32_t CCreateMXFOp1b::Close() {
+int32_t CCreateMXFOp1b::Close() try {
     const ScopedLock lock(mutex_);
     const LogPlace place = "CCreateMXFOp1b::Close";
     if (!opened_) return kStatusOk;
@@ -246,6 +249,8 @@ int32_t CCreateMXFOp1b::Close() {
     FileClose();
     if (status == kStatusOk) ResetParam();
     return status;
+} catch (const std::bad_alloc&) {
+    return GiveUpWithoutMemory("CCreateMXFOp1b::Close", kStatusNoMemory);
 }
 
 bool CCreateMXFOp1b::IsReady(const StreamPiece* piece) const {
@@ -261,6 +266,11 @@ uint32_t CCreateMXFOp1b::GroupSize() const {
 int32_t CCreateMXFOp1b::GiveUp(const LogPlace& place, const char* message, int32_t status) {
     FileClose();
     return Failed(place, kSourceFile, message, status);
+}
+
+int32_t CCreateMXFOp1b::GiveUpWithoutMemory(const LogPlace& place, int32_t status) {
+    const ScopedLock lock(mutex_);
+    return GiveUp(place, "Allocate Error.", status);
 }
 
 // The header is that of a recording that is still going on. Its descriptive metadata comes at Close only, but must not

@@ -1,5 +1,7 @@
 #include "kmxf/writer/CreateMXFVideo.h"
 
+#include <new>
+
 #include "collaborators/Report.h"
 #include "core/CompressionType.h"
 #include "kmxf/core/Status.h"
@@ -59,7 +61,7 @@ void CCreateMXFVideo::FollowCompType() {
     if (avc) picture_.useAVCI = true;
 }
 
-int32_t CCreateMXFVideo::Open(IStreamFileIO* stream, bool rewriteHeaderAtClose) {
+int32_t CCreateMXFVideo::Open(IStreamFileIO* stream, bool rewriteHeaderAtClose) try {
     if (IsOpened()) return kStatusOk;
     FollowCompType();
     if (picture_.useAVCI) {
@@ -75,6 +77,8 @@ int32_t CCreateMXFVideo::Open(IStreamFileIO* stream, bool rewriteHeaderAtClose) 
     }
     CCreateMXFBase::Open(stream, rewriteHeaderAtClose);
     return kStatusOk;  // deliberately: clients ask IsOpened
+} catch (const std::bad_alloc&) {
+    return ResetAndClose(Failed("CCreateMXFVideo::Open", kSourceFile, "Allocate Error.", kStatusNoMemory));
 }
 
 uint32_t CCreateMXFVideo::GetDuration() {

@@ -532,7 +532,11 @@ int32_t COp1bBase::SetXMLData(const uint8_t* xml, uint16_t size) {
     if (!parts_) return kStatusWrongState;
     if (xml == nullptr) return kStatusInvalidArgument;
     std::optional<CDMSKestralinStatic>& group = parts_->metadata.xml;
-    if (!group) group.emplace(videoStd_).Build();
+    if (!group) {
+        CDMSKestralinStatic built(videoStd_);  // whole before it is taken
+        built.Build();
+        group = std::move(built);
+    }
     return group->SetXMLData(xml, size);
 }
 

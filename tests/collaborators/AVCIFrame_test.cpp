@@ -115,6 +115,8 @@ TEST(AVCIFrame, PackThatIsNoTimecodeIsNone) {
                              "13 FF FF FF FF FF FF FF",     // no time
                              "13 FF 30 00 FF 00 00 FF",     // 30 frames
                              "13 00 01 02 FF 03 04 FF",     // not stuffed
+                             "13 FF 01 02 00 03 04 FF",     // nor here
+                             "13 FF 01 02 FF 03 04 00",     // nor here
                              "12 FF 01 02 FF 03 04 FF"}) {  // another pack
         Bytes area = RealArea();
         Put(area, 34, Hex(pack));

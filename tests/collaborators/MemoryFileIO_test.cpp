@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <thread>
 
@@ -97,6 +98,25 @@ TEST(MemoryFileIO, AWriteThatDoesNotFitInMemoryIsRefused) {
     EXPECT_THAT(file.GetContents(), ElementsAre(1, 2, 3));
 }
 #endif
+
+TEST(MemoryFileIO, AWriteAcrossTheEndOfWhatCanBeAddressedIsRefused) {
+    CMemoryFileIO file({1, 2, 3});
+    file.Open("a", kOpenReadWrite);
+    constexpr uint64_t kMost =
+        std::min<uint64_t>(std::numeric_limits<size_t>::max(), std::numeric_limits<int64_t>::max());
+    file.Seek(static_cast<int64_t>(kMost - 1), kSeekBegin);
+    CMemoryPiece piece(4);
+    EXPECT_EQ(file.Write(&piece, 0, 0), kCountFailed);
+    EXPECT_THAT(file.GetContents(), ElementsAre(1, 2, 3));
+}
+
+TEST(MemoryFileIO, AReadFourGigabytesBehindTheStartFindsNothing) {
+    CMemoryFileIO file({1, 2, 3});
+    file.Open("a", kOpenRead);
+    file.Seek(int64_t{1} << 32, kSeekBegin);
+    CMemoryPiece piece(4);
+    EXPECT_EQ(file.Read(&piece, 0), 0);
+}
 
 TEST(MemoryFileIO, SetContentsMayShortenTheFileBehindThePosition) {
     CMemoryFileIO file({1, 2, 3});

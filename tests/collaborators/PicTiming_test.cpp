@@ -24,6 +24,10 @@ const Bytes kIntra = Hex(R"(
 // 42 00 1E, then the bits 1 (id), 1 (frame number), 010 (type 1), 0, 1, 1, 011 (cycle), 1, 1, 1 (reference frames),
 // 0, 1, 1 (16 x 16), 1 (frames only), 1, 1 (cropping), 1, 1, 1, 1, 0 (VUI), 1 (stop).
 const Bytes kBaseline = Hex("42 00 1E D3 7D FF 40");
+// High 4:4:4 Predictive: F4 00 1E, then the bits 1 (id), 00100 (4:4:4), 0, 1, 1, 0, 1 (scaling matrices), eight zeros
+// (no such list), four times 1 000010001 (a list that -8 ends at once), 1 (frame number), 1, 1 (type 0), 1 (reference
+// frames), 0, 1, 1 (16 x 16), 1 (frames only), 0, 0 (no cropping), 1 (VUI), seven zeros, 1 (pic_struct), 0, 1 (stop).
+const Bytes k444 = Hex("F4 00 1E 91 A0 10 8C 23 08 C2 3E E4 05");
 
 PicTimingLayout Default() { return {}; }
 PicTimingLayout WithHRD() { return {20, 0, true}; }  // delays of 13 and 7 bits, no time offset
@@ -106,6 +110,13 @@ TEST(PicTiming, ParameterSetGivesTheLayout) {
     }
 }
 
+TEST(PicTiming, ParameterSetOf444HasTwelveScalingLists) {
+    const auto layout = ReadPicTimingLayout(k444);
+    ASSERT_TRUE(layout);
+    EXPECT_EQ(layout->delayBits, 0u);
+    EXPECT_TRUE(layout->hasTimestamps);
+}
+
 TEST(PicTiming, ParameterSetCutAtAnyByteGivesNone) {
     // The last byte that is read: pic_struct_present_flag, or vui_parameters_present_flag.
     const struct {
@@ -146,6 +157,16 @@ TEST(PicTiming, SecondTimestampTakesWhatItLeavesOutFromTheFirst) {
     EXPECT_EQ(Timestamp(payload, Default(), 1), (PackData{0x12, 0x34, 0x56, 0x23}));
     EXPECT_EQ(Timestamp(payload, Default(), 2), (PackData{0x13, 0x35, 0x56, 0x23}));
     EXPECT_EQ(Timestamp(payload, Default(), 3), std::nullopt);
+}
+
+TEST(PicTiming, LastTimestampOfEachPictureStructureMayBeTheOnlyOne) {
+    // pic_struct 0 to 8 with 1, 1, 1, 2, 2, 3, 3, 2, 3 flags; behind the last of them 03:04:59:25 in full.
+    for (const char* payload :
+         {"08 04 19 ec 41 80 00 00 40", "18 04 19 ec 41 80 00 00 40", "28 04 19 ec 41 80 00 00 40",
+          "34 02 0c f6 20 c0 00 00 20", "44 02 0c f6 20 c0 00 00 20", "52 01 06 7b 10 60 00 00 10",
+          "62 01 06 7b 10 60 00 00 10", "74 02 0c f6 20 c0 00 00 20", "82 01 06 7b 10 60 00 00 10"}) {
+        EXPECT_EQ(Timestamp(payload, Default()), (PackData{0x25, 0x59, 0x04, 0x03})) << payload;
+    }
 }
 
 TEST(PicTiming, TimestampsOutOfRangeCountAsNone) {

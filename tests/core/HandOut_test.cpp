@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <new>
 #include <vector>
 
 namespace kmxf {
@@ -32,6 +33,13 @@ TEST(HandOut, RefusesAStructureThatIsNotOfThePromisedSize) {
     uint8_t* data = &untouched;
     EXPECT_EQ(HandOut(4, &data, [](ByteWriter& w) { w.Zeros(3); }), kStatusNoMemory);
     EXPECT_EQ(HandOut(4, &data, [](ByteWriter& w) { w.Zeros(5); }), kStatusNoMemory);
+    EXPECT_EQ(data, &untouched);
+}
+
+TEST(HandOut, GivesNothingWhenTheStructureFindsNoMemory) {
+    uint8_t untouched = 0;
+    uint8_t* data = &untouched;
+    EXPECT_EQ(HandOut(4, &data, [](ByteWriter&) { throw std::bad_alloc(); }), kStatusNoMemory);
     EXPECT_EQ(data, &untouched);
 }
 

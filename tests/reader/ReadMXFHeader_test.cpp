@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <thread>
 
@@ -188,6 +189,17 @@ TEST_F(ReadMXFHeader, WhatASmallHeaderLacksInTheFileIsZeros) {
     EXPECT_EQ(3, reader.GetOperationalPattern());
     file.resize(424);
     EXPECT_TRUE(SameBytes(file, Data()));
+}
+
+// On machines of 32 bits 3 GiB are more than a vector takes; on others the allocation fails.
+TEST_F(ReadMXFHeader, ReportsASizeThatNoMemoryHolds) {
+    auto file = HeaderFile({});
+    Patch(file, 52, Hex("00 00 00 00 BF FF FF 84"));
+    Read(file);
+    std::filesystem::resize_file(folder.File("file.mxf"), 0xC0000000);
+    const FailingAllocation none(FailingAllocation::By::kNew, 0xC0000000);
+    log.Clear();
+    ExpectFailed(kStatusNoMemory, reader.ReadHeader(folder.File("file.mxf").c_str()), "Error.");
 }
 
 TEST_F(ReadMXFHeader, ReportsMissingMemory) {

@@ -109,7 +109,9 @@ TEST(MXFHeaderBase, BatchCountsItsElements) {
 
 TEST(MXFHeaderBase, CountOfABatchWrapsAt256) {
     Set set;
-    for (int i = 0; i < 257; ++i) set.AppendToBatch(kBatch, KeyOf(3));
+    for (int i = 0; i < 255; ++i) set.AppendToBatch(kBatch, KeyOf(3));
+    EXPECT_TRUE(SameBytes(Hex("00 00 00 FF 00 00 00 10"), std::span(set.Value(kBatch)).first(8)));
+    for (int i = 0; i < 2; ++i) set.AppendToBatch(kBatch, KeyOf(3));
     EXPECT_EQ(set.GetLength(), 74u + 257 * 16);
     EXPECT_TRUE(SameBytes(Hex("00 00 00 01 00 00 00 10"), std::span(set.Value(kBatch)).first(8)));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -11,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -19,6 +21,7 @@
 
 #include "kmxf/collaborators/FileIO.h"
 #include "kmxf/core/Status.h"
+#include "support/TestsOwn.h"
 
 namespace kmxf::test {
 
@@ -31,7 +34,8 @@ enum class Fault {
     kFailCompleted,  // Write: as kFail, but its completion comes, with an error status
     kShort,          // Write, Read: one byte fewer than asked for; a Write's completion comes, with an error status
     kEndOfFile,      // Read: 0
-    kBadCompletion   // Write: accepted in full, nothing is written, the completion comes with an error status
+    kBadCompletion,  // Write: accepted in full, nothing is written, the completion comes with an error status
+    kLost            // Write: the same, and from then on the stream fails as a file's stream does that has lost a write
 };
 
 // A stream over bytes in memory that fails on demand, completes writes inside Write or later on a thread of its own,
@@ -50,7 +54,10 @@ public:
         : FaultyStream(std::make_shared<std::vector<uint8_t>>(std::move(contents))) {}
     FaultyStream(const FaultyStream&) = delete;
     FaultyStream& operator=(const FaultyStream&) = delete;
-    ~FaultyStream() { StopWorker(); }
+    ~FaultyStream() {
+        StopWorker();
+        for (StreamPiece* piece : livePieces_) delete static_cast<Piece*>(piece);
+    }
 
     // --- what the test says ---
 
@@ -60,6 +67,10 @@ public:
     void FailAll(Op op, Fault fault = Fault::kFail) { faults_[{op, 0}] = fault; }
     // The nth call of any operation, counted from 1, fails.
     void FailNthOfAll(int n, Fault fault = Fault::kFail) { anyFaults_[n] = fault; }
+    // From the nth call of any operation on every call fails, or every call of `op`.
+    void FailFromNthOfAll(int n, Fault fault = Fault::kFail, std::optional<Op> op = std::nullopt) {
+        from_ = From{n, fault, op};
+    }
     // Writes from now on happen and complete on a thread of the stream's own, each after `delay`.
     void CompleteAsynchronously(std::chrono::milliseconds delay = {}) { delay_ = delay; }
     void SetClusterSize(uint32_t size) { clusterSize_ = size; }
@@ -71,6 +82,8 @@ public:
     int Count(Op op) const {
         return Locked([&] { return counts_.contains(op) ? counts_.at(op) : 0; });
     }
+    // Whether the nth call of any operation is told to fail.
+    bool FailsNthOfAll(int n) const { return anyFaults_.contains(n) || (from_ && n >= from_->n && !from_->op); }
     int CountOfAll() const {
         return Locked([&] { return static_cast<int>(calls_.size()); });
     }
@@ -83,31 +96,40 @@ public:
     IFileIOCallback* Callback() const { return callback_; }
     // Pieces and allocators handed out and not yet given back.
     int LivePieces() const {
-        return Locked([&] { return livePieces_; });
+        return Locked([&] { return static_cast<int>(livePieces_.size()); });
     }
     int LiveAllocators() const {
         return Locked([&] { return liveAllocators_; });
     }
     bool Released() const { return released_; }
+    bool HasLost() const { return lost_; }  // a write, by Fault::kLost, since Open
 
     // --- IStreamFileIO ---
 
     bool Open(const char* fileName, uint32_t flags) override {
+        const TestsOwn own;
         char text[16];
         std::snprintf(text, sizeof text, "0x%X", unsigned{flags});
-        if (Enter(Op::kOpen, std::string("Open ") + (fileName ? fileName : "(null)") + " " + text)) return false;
+        if (Enter(Op::kOpen, [&] { return std::string("Open ") + (fileName ? fileName : "(null)") + " " + text; }))
+            return false;
         if (flags == kOpenCreate) contents_->clear();
+        lost_ = false;
         position_ = 0;
         return opened_ = true;
     }
     bool Close() override {
         Drain();
-        const auto fault = Enter(Op::kClose, "Close");
-        return std::exchange(opened_, false) && !fault;
+        const auto fault = Enter(Op::kClose, [] { return "Close"; });
+        return std::exchange(opened_, false) && !fault && !lost_;
     }
     int32_t Write(StreamPiece* piece, int32_t tag, int32_t) override {
         const uint32_t size = piece ? piece->GetSize() : 0;
-        const auto fault = Enter(Op::kWrite, "Write " + std::to_string(size) + " tag " + std::to_string(tag));
+        auto fault = Enter(Op::kWrite, [&] { return "Write " + std::to_string(size) + " tag " + std::to_string(tag); });
+        if (lost_) fault = Fault::kFailCompleted;
+        if (fault == Fault::kLost) {
+            lost_ = true;
+            fault = Fault::kBadCompletion;
+        }
         if (!opened_ || piece == nullptr || fault == Fault::kFail || fault == Fault::kEndOfFile) return kCountFailed;
         Job job{piece, position_, size, ++lastId_, tag, fault ? kBadStatus : kStatusOk};
         int32_t accepted = static_cast<int32_t>(size);
@@ -121,9 +143,9 @@ public:
     int32_t Read(StreamPiece* piece, int32_t) override {
         Drain();
         const uint32_t size = piece ? piece->GetSize() : 0;
-        const auto fault = Enter(Op::kRead, "Read " + std::to_string(size));
+        const auto fault = Enter(Op::kRead, [&] { return "Read " + std::to_string(size); });
         if (fault == Fault::kEndOfFile) return 0;
-        if (!opened_ || piece == nullptr || (fault && fault != Fault::kShort)) return kCountFailed;
+        if (!opened_ || lost_ || piece == nullptr || (fault && fault != Fault::kShort)) return kCountFailed;
         const auto start = std::min(static_cast<size_t>(position_), contents_->size());
         auto count = std::min<size_t>(size, contents_->size() - start);
         if (fault == Fault::kShort && count > 0) --count;
@@ -133,23 +155,25 @@ public:
     }
     int64_t Seek(int64_t offset, int32_t origin) override {
         Drain();
-        const auto fault = Enter(Op::kSeek, "Seek " + std::to_string(offset) + " " + std::to_string(origin));
-        if (!opened_ || fault) return -1;
+        const auto fault =
+            Enter(Op::kSeek, [&] { return "Seek " + std::to_string(offset) + " " + std::to_string(origin); });
+        if (!opened_ || fault || (lost_ && origin == kSeekEnd)) return -1;
         const int64_t base[] = {0, position_, static_cast<int64_t>(contents_->size())};
         if (origin < 0 || origin > 2 || base[origin] + offset < 0) return -1;
         return position_ = base[origin] + offset;
     }
     bool DataSync() override {
         Drain();
-        return !Enter(Op::kDataSync, "DataSync") && opened_;
+        return !Enter(Op::kDataSync, [] { return "DataSync"; }) && opened_ && !lost_;
     }
     bool RegisterCallback(IFileIOCallback* callback) override {
-        if (Enter(Op::kRegisterCallback, "RegisterCallback")) return false;
+        if (Enter(Op::kRegisterCallback, [] { return "RegisterCallback"; })) return false;
         Locked([&] { callback_ = callback; });
         return true;
     }
     IStreamPieceAllocator* GetPieceAllocator() override {
-        if (Enter(Op::kGetPieceAllocator, "GetPieceAllocator")) return nullptr;
+        const TestsOwn own;
+        if (Enter(Op::kGetPieceAllocator, [] { return "GetPieceAllocator"; })) return nullptr;
         Locked([&] { ++liveAllocators_; });
         return new Allocator(*this);
     }
@@ -176,13 +200,15 @@ private:
     public:
         explicit Allocator(FaultyStream& stream) : stream_(stream) {}
         StreamPiece* Allocate(uint32_t size) override {
-            if (stream_.Enter(Op::kAllocate, "Allocate " + std::to_string(size))) return nullptr;
-            stream_.Locked([&] { ++stream_.livePieces_; });
-            return new Piece(size);
+            const TestsOwn own;
+            if (stream_.Enter(Op::kAllocate, [&] { return "Allocate " + std::to_string(size); })) return nullptr;
+            StreamPiece* const piece = new Piece(size);
+            stream_.Locked([&] { stream_.livePieces_.insert(piece); });
+            return piece;
         }
         void Free(StreamPiece* piece) override {
             if (piece == nullptr) return;
-            stream_.Locked([&] { --stream_.livePieces_; });
+            stream_.Locked([&] { stream_.livePieces_.erase(piece); });
             delete static_cast<Piece*>(piece);
         }
         void Release() override {
@@ -210,19 +236,23 @@ private:
     }
 
     // Notes the call and says how it fails, if it does.
-    std::optional<Fault> Enter(Op op, std::string call) {
+    template <class Call>
+    std::optional<Fault> Enter(Op op, Call call) {
+        const TestsOwn own;
         const std::lock_guard lock(mutex_);
-        calls_.push_back(std::move(call));
-        const int n = ++counts_[op];
+        calls_.push_back(call());
+        const int n = ++counts_[op], nOfAll = static_cast<int>(calls_.size());
         for (const auto& key : {std::pair{op, n}, std::pair{op, 0}}) {
             if (const auto found = faults_.find(key); found != faults_.end()) return found->second;
         }
-        const auto found = anyFaults_.find(static_cast<int>(calls_.size()));
+        if (from_ && nOfAll >= from_->n && op == from_->op.value_or(op)) return from_->fault;
+        const auto found = anyFaults_.find(nOfAll);
         return found == anyFaults_.end() ? std::nullopt : std::optional(found->second);
     }
 
     void Perform(const Job& job) {
         if (job.count > 0) {
+            const TestsOwn own;
             const auto start = static_cast<size_t>(job.position);
             contents_->resize(std::max(contents_->size(), start + job.count));
             std::memcpy(contents_->data() + start, job.piece->GetBuffer(), job.count);
@@ -233,6 +263,7 @@ private:
     }
 
     void Queue(const Job& job) {
+        const TestsOwn own;
         const std::lock_guard lock(mutex_);
         jobs_.push_back(job);
         if (!worker_.joinable()) worker_ = std::thread([this] { Work(); });
@@ -272,6 +303,13 @@ private:
     bool released_ = false;
     std::map<std::pair<Op, int>, Fault> faults_;
     std::map<int, Fault> anyFaults_;
+    struct From {
+        int n;
+        Fault fault;
+        std::optional<Op> op;
+    };
+    std::optional<From> from_;
+    std::atomic<bool> lost_ = false;
     std::optional<std::chrono::milliseconds> delay_;
 
     mutable std::mutex mutex_;  // guards what follows
@@ -279,7 +317,7 @@ private:
     IFileIOCallback* callback_ = nullptr;
     std::map<Op, int> counts_;
     std::vector<std::string> calls_;
-    int livePieces_ = 0;
+    std::set<StreamPiece*> livePieces_;
     int liveAllocators_ = 0;
     std::deque<Job> jobs_;
     bool stopping_ = false;

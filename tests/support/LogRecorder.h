@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "kmxf/collaborators/Log.h"
+#include "support/TestsOwn.h"
 
 namespace kmxf::test {
 
@@ -13,6 +14,7 @@ class LogRecorder {
 public:
     LogRecorder() {
         SetLogSink([this](const LogRecord& record) {
+            const TestsOwn own;
             const std::lock_guard lock(mutex_);
             records_.push_back(record);
         });

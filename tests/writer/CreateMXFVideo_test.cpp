@@ -492,6 +492,20 @@ TEST_F(CreateMXFVideo, MetadataThatFillsTheHeaderOnlyAtCloseIsRefusedAtTheFirstW
     EXPECT_EQ(stream.LivePieces(), 0);
 }
 
+TEST_F(CreateMXFVideo, MetadataThatLeavesARestNoFillItemCanTakeIsRefusedAtTheFirstWrite) {
+    // Behind 76 tracks of sound and a clip group 18 bytes of the header are left; a fill item has 20 at least.
+    Set(VIDEO_STD_59_94I, COMP_TYPE_AVCI100_1080);
+    CDescriptiveMetadata metadata;
+    metadata.SetTakeNumber(1);
+    writer.SetClipType(0x100 | 76);
+    writer.SetDescriptiveMetadata(metadata);
+    ASSERT_EQ(writer.Open(&stream, true), kStatusOk);
+    EXPECT_EQ(writer.Write(Essence(472064), 0), -1);
+    EXPECT_THAT(log.Lines(), ElementsAre("CCreateMXFBase::Write: GetHeaderData Error."));
+    EXPECT_TRUE(stream.Bytes().empty());
+    EXPECT_EQ(stream.LivePieces(), 0);
+}
+
 TEST_F(CreateMXFVideo, ANewRecordingAfterAFailureIsGood) {
     for (int n = 1; n <= 12; ++n) {
         SCOPED_TRACE(n);

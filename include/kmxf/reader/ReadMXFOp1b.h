@@ -98,7 +98,7 @@ public:
     int32_t GetSEIType1(uint32_t frame, uint8_t* buffer);
     // Timecode and user bits (SMPTE ST 12-1) that a stored picture carries; `type` chooses among the pairs that there
     // may be. Where the picture alone does not tell, its key frame is looked at for the parameter set that does.
-    // kStatusNotFound when it carries none, and the failures of GetSEIType1.
+    // kStatusNotFound when it carries none, kStatusNoMemory, and the failures of GetSEIType1.
     int32_t GetTimecode(uint32_t frame, CTimecode& timecode, eSEIDataType type);
     int32_t GetUsersBit(uint32_t frame, CUsersBit& usersBit, eSEIDataType type);
 

@@ -48,8 +48,8 @@ public:
     // Slot 2. Opens the named file through `stream`, which stays the client's and must outlive the recording. The
     // creation date becomes the current time. With rewriteHeaderAtClose the header is written again by Close; without
     // it the header written first is final, and SetRenderingDataSize must have said how much essence will come.
-    // Returns 0 (also when already open, where it does nothing), kStatusInvalidArgument (null stream; nothing changes)
-    // or kStatusIoError.
+    // Returns 0 (also when already open, where it does nothing), kStatusInvalidArgument (null stream; nothing changes),
+    // kStatusIoError or kStatusNoMemory.
     virtual int32_t Open(IStreamFileIO* stream, bool rewriteHeaderAtClose);
 
     // Slot 3. The flags for the stream's Open: kOpenCreate.
@@ -65,7 +65,8 @@ public:
     // Slot 6. Frames written so far; 0 in the base.
     virtual uint32_t GetDuration();
 
-    // The setters store without checking anything but what is said here, take no lock and return 0.
+    // The setters store without checking anything but what is said here, take no lock and return 0. Those of texts and
+    // of descriptive metadata return kStatusNoMemory when there is none for a copy, and nothing is stored.
 
     // Name for the stream's Open; kept by ResetParam. kStatusInvalidArgument: null, or longer than 255 bytes.
     int32_t SetFilename(const char* fileName);
@@ -199,6 +200,8 @@ private:
     bool HasAVCIHeader() const;
     int32_t Admit(const LogPlace& place, const void* argument);
     int32_t GiveUp(const LogPlace& place, const char* message, int32_t status);
+    // For who has left the lock on the way.
+    int32_t GiveUpWithoutMemory(const LogPlace& place, int32_t status);
     int32_t WriteHeader();
     int32_t WriteBytes(const LogPlace& place, PieceAllocator& allocator, const void* bytes, uint32_t size, int32_t tag);
     int32_t WriteFooter(PieceAllocator& allocator);

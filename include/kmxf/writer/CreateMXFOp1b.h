@@ -46,7 +46,8 @@ public:
     // of the writer's own pieces (1 and 2) free the oldest piece that is still pending. An error is logged.
     void CallbackForWriteComplete(uint64_t offset, int32_t error, int32_t kind) override;
 
-    // The setters take no lock. Those that have no status of their own below return 0.
+    // The setters take no lock. Those that have no status of their own below return 0. Those of texts, descriptive
+    // metadata, XML and thumbnail return kStatusNoMemory when there is none, and what was set before stays.
 
     // A code of VideoStandard.h; also sets the number of frames in a group, 0 for a code without groups.
     int32_t SetVideoStandard(uint32_t videoStandard);
@@ -80,8 +81,9 @@ public:
 
     // Opens the named file through `stream`, which stays the client's and must outlive the recording; nothing is
     // written yet. XML and thumbnail are placeholders until they are set. Returns 0 (also when already open, where it
-    // does nothing), kStatusInvalidArgument (null pointer; or a format without a builder), kStatusIoError, or
-    // kStatusFailure: CheckFormat is false. The stream then stays open, and closing it is the client's.
+    // does nothing), kStatusInvalidArgument (null pointer; or a format without a builder), kStatusIoError,
+    // kStatusNoMemory, or kStatusFailure: CheckFormat is false. The stream then stays open, and closing it is the
+    // client's.
     int32_t Open(const char* fileName, IStreamFileIO* stream);
     // Who gets the completions of the client's own pieces, on the stream's thread; null for nobody. Returns 0.
     int32_t RegisterCallback(IFileIOCallback* callback);
@@ -148,6 +150,8 @@ private:
     bool IsGroupEnded() const { return framesIndexed_ == frames_; }
     uint32_t GroupSize() const;
     int32_t GiveUp(const LogPlace& place, const char* message, int32_t status);
+    // For who has left the lock on the way.
+    int32_t GiveUpWithoutMemory(const LogPlace& place, int32_t status);
 
     int32_t WriteBytes(std::span<const uint8_t> bytes, int32_t kind);
     int32_t WriteBuilt(int32_t builderStatus, const BuiltBytes& built, uint32_t size, int32_t kind);
