@@ -8,7 +8,9 @@
 
 #include "AccessUnits.h"
 #include "Commands.h"
+#include "CountedLibrary.h"
 #include "Formats.h"
+#include "LongGOP.h"
 #include "OutputFile.h"
 #include "Text.h"
 #include "Wrap.h"
@@ -34,15 +36,23 @@ SalvageChoice ChoiceOf(const Options& o) {
     if (o.standard) choice.videoStd = StandardFromName(*o.standard);
     if (o.codec == "pcm16") choice.bytesPerSample = uint16_t{2};
     if (o.codec == "pcm24") choice.bytesPerSample = uint16_t{3};
+    choice.lookAtPictures = [codec = o.codec](std::span<const uint8_t> pictures) -> std::optional<ClipPictureFormat> {
+        const Candidates found = FindLongGOPFormats(pictures, codec);
+        const auto format = found.preferred || found.formats.size() != 1 ? found.preferred : found.formats.front();
+        if (!format) return std::nullopt;
+        return ClipPictureFormat{format->videoStd, format->compType, false};
+    };
     if (!o.codec || choice.bytesPerSample) return choice;
     std::set<uint32_t> types;
-    for (const VideoFormat& format : AllVideoFormats()) {
-        if (format.Codec() == *o.codec && (!o.raster || format.Raster() == *o.raster) &&
-            (!o.standard || format.Standard() == *o.standard)) {
-            types.insert(format.compType);
+    for (const auto* const formats : {&AllVideoFormats(), &AllLongGOPFormats()}) {
+        for (const VideoFormat& format : *formats) {
+            if (format.Codec() == *o.codec && (!o.raster || format.Raster() == *o.raster) &&
+                (!o.standard || format.Standard() == *o.standard)) {
+                types.insert(format.compType);
+            }
         }
     }
-    if (types.empty()) Usage("there is no " + *o.codec + " of this raster and standard in files that can be salvaged");
+    if (types.empty()) Usage("there is no " + *o.codec + " of this raster and standard");
     if (types.size() > 1) Usage("--codec " + *o.codec + " goes with --raster");
     choice.compType = *types.begin();
     return choice;
@@ -121,7 +131,6 @@ struct Salvaged {
     SalvagePlan plan;
     std::vector<std::string> written;  // final names, empty for what is not written
     SalvageResult result;
-    bool carriedOut = false;
 };
 
 Json FileJson(const Salvaged& clip, size_t number) {
@@ -149,6 +158,7 @@ Json FileJson(const Salvaged& clip, size_t number) {
     json["cut_size"] = file.cutSize;
     json["silence_size"] = file.silenceSize;
     json["rebuilt"] = file.rebuilt;
+    json["moves"] = file.moves;
     return json;
 }
 
@@ -164,6 +174,7 @@ Json ClipJson(const Salvaged& clip, const Options& o) {
               {"package_name", plan.packageName}};
     json["files"] = Json::array();
     for (size_t i = 0; i < plan.files.size(); ++i) json["files"].push_back(FileJson(clip, i));
+    json["notes"] = clip.result.notes;
     json["findings"] = Json::array();
     for (const CheckFinding& finding : clip.result.findings) {
         json["findings"].push_back({{"path", plan.files[finding.file].path},
@@ -182,12 +193,19 @@ void PrintFile(const Salvaged& clip, size_t number) {
     std::printf("%s: %s%s%s\n", file.path.c_str(), ActionWord(file.action), file.reason.empty() ? "" : ", ",
                 file.reason.c_str());
     if (file.action == SalvageAction::kLeave) return;
+    if (file.action == SalvageAction::kGiveUp && file.compType == 0 && file.fileSize > 0)
+        line("hint", "--codec, --raster and --standard name the format, if it is known");
     if (const std::string format = FormatText(file); !format.empty())
         line("format", format + ", from the " + OriginWord(file.formatFrom));
     char seconds[32];
     std::snprintf(seconds, sizeof seconds, "%.2f s", Seconds(file, file.framesKept));
     line("kept", std::to_string(file.framesKept) + " of " + std::to_string(file.framesFound) + " frames, " + seconds +
                      ", " + bytes(file.keptSize));
+    if (const int64_t frames = file.framesFound - file.framesKept; frames > 0) {
+        std::snprintf(seconds, sizeof seconds, "%.2f s", Seconds(file, frames));
+        line("lost",
+             std::to_string(frames) + (frames == 1 ? " frame, " : " frames, ") + seconds + ", " + bytes(file.lostSize));
+    }
     for (const SalvageLoss& loss : file.losses)
         line("lost", bytes(loss.size) + " at offset " + std::to_string(loss.offset) + ": " + loss.why);
     if (file.framesDamaged != 0)
@@ -210,6 +228,7 @@ void PrintClip(const Salvaged& clip, const Options& o) {
     std::printf("clip of %zu file%s: %s, %lld frames\n", plan.files.size(), plan.files.size() == 1 ? "" : "s", what,
                 static_cast<long long>(plan.duration));
     for (size_t i = 0; i < plan.files.size(); ++i) PrintFile(clip, i);
+    for (const std::string& note : clip.result.notes) std::printf("  %s\n", note.c_str());
     if (plan.newMaterialUMID && !plan.IsHopeless())
         std::printf("  no header held the clip's UMID any more: it is now %s\n", Hex(plan.materialUMID).c_str());
     for (const CheckFinding& finding : clip.result.findings) {
@@ -226,11 +245,26 @@ std::string DefaultFolder(const SalvagePlan& plan) {
     return (fs::path(first.path).parent_path() / (name + ".salvaged")).string();
 }
 
+// A copy is made by the system, and not by reads and writes.
+void CountCopied(const std::string& path) {
+    std::error_code error;
+    const uintmax_t size = fs::file_size(path, error);
+    if (error) return;
+    statistics.bytesRead += size;
+    statistics.bytesWritten += size;
+}
+
 void Carry(Salvaged& clip, const Options& o) {
     const SalvagePlan& plan = clip.plan;
     std::vector<std::unique_ptr<OutputFile>> outputs;
     std::vector<std::string> targets;
     const std::string folder = o.folder.value_or(DefaultFolder(plan));
+    for (const SalvagedFile& file : plan.files) {
+        if (o.inPlace && file.moves) {
+            Fail(ExitStatus::kUsage, file.path,
+                 "has groups of frames that have to move; without --in-place a copy is made of it");
+        }
+    }
     if (!o.inPlace) MakeFolder(folder);
     for (const SalvagedFile& file : plan.files) {
         targets.push_back(file.path);
@@ -241,7 +275,7 @@ void Carry(Salvaged& clip, const Options& o) {
         clip.written.back() = outputs.back()->FinalPath();
     }
     clip.result = CarryOutSalvage(plan, targets, IndexPictures);
-    clip.carriedOut = true;
+    for (const auto& output : outputs) CountCopied(output->WorkPath());
     if (!clip.result.done) throw Failure(ExitStatus::kOutput, clip.result.failure);
     PublishAll(outputs);
 }
@@ -273,6 +307,8 @@ std::vector<std::vector<std::string>> FindClipsOf(const Options& o) {
 
 ExitStatus SalvageClips(const Options& o) {
     if (o.inPlace && o.folder) Usage("--in-place and --output exclude each other");
+    std::optional<CountedLibrary> counted;
+    if (settings.stats) counted.emplace();
     const SalvageChoice choice = ChoiceOf(o);
     ExitStatus status = ExitStatus::kDone;
     Json documents = Json::array();

@@ -127,11 +127,11 @@ constexpr Rule kRules[] = {
      kOurs | kWhileOpen,
      [](const File& file, const Partition& partition, const CheckReport& report) {
          VisitSegments(file, partition, [&](const Set& segment, const Expected& expected) {
-             const auto text = [](size_t deltas, size_t entries) {
+             const auto text = [](uint64_t deltas, uint64_t entries) {
                  return std::to_string(deltas) + " of deltas, " + std::to_string(entries) + " of the index";
              };
              const auto stated = segment.Number("IndexDuration").value_or(0);
-             const auto units = static_cast<size_t>(expected.duration.value_or(stated));
+             const auto units = static_cast<uint64_t>(expected.duration.value_or(stated));
              const size_t deltas = ElementsOf(segment, "DeltaEntryArray"),
                           entries = ElementsOf(segment, "IndexEntryArray");
              const std::string wanted = expected.entries ? text(1, units) : text(0, 0);

@@ -35,7 +35,7 @@ std::string TextOf(const MXFRATIONALTag& rational) {
 
 std::string Described(const InspectedItem& item) {
     std::string text = item.Text();
-    if (text.size() > kMostText) text = text.substr(0, kMostText) + "...";
+    if (text.size() > kMostText) text.replace(kMostText, std::string::npos, "...");
     return std::string(item.name) + " " + text;
 }
 

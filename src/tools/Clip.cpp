@@ -5,9 +5,12 @@
 #include <cctype>
 #include <filesystem>
 #include <iterator>
+#include <memory>
 #include <set>
 #include <tuple>
+#include <utility>
 
+#include "kmxf/tools/SalvagePlan.h"
 #include "tools/ClipHeader.h"
 
 namespace kmxf {
@@ -139,9 +142,16 @@ std::vector<uint32_t> Clip::DoubleTracks() const {
 std::vector<Clip> FindClips(std::span<const std::string> paths, bool only, const OpenByteSource& open,
                             const std::function<void(const ClipError&)>& report) {
     std::vector<ClipFile> files;
+    std::vector<std::unique_ptr<IByteSource>> sources;
     std::set<std::string> taken;
     const auto isNew = [&](const std::string& path) { return taken.insert(CanonicalPath(path)).second; };
-    const auto read = [&](const std::string& path) { files.push_back(ReadClipFile(*open(path), path)); };
+    const auto read = [&](const std::string& path) {
+        auto source = open(path);
+        files.push_back(ReadClipFileAtOnce(*source, path));
+        // Only those that have to be watched stay open.
+        if (files.back().verdict.kind != ClipVerdict::Kind::kCutOff) source.reset();
+        sources.push_back(std::move(source));
+    };
     for (const std::string& path : paths) {
         std::error_code error;
         if (!fs::is_directory(path, error)) {
@@ -149,7 +159,8 @@ std::vector<Clip> FindClips(std::span<const std::string> paths, bool only, const
                 if (isNew(member)) read(member);
             continue;
         }
-        const auto inFolder = MxfFilesIn(path);
+        auto inFolder = MxfFilesIn(path);
+        if (inFolder.empty()) inFolder = ListSalvageFiles(path);  // what a writer has left that was stopped
         if (inFolder.empty()) throw ClipError(path + ": holds no MXF files");
         size_t unreadable = 0;
         for (const std::string& file : inFolder) {
@@ -162,6 +173,10 @@ std::vector<Clip> FindClips(std::span<const std::string> paths, bool only, const
             }
         }
     }
+    std::vector<WatchedFile> watched;
+    for (size_t i = 0; i < files.size(); ++i)
+        if (sources[i]) watched.push_back({&files[i], sources[i].get()});
+    WatchGrowth(watched);
     return Group(std::move(files));
 }
 

@@ -1,11 +1,13 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <iterator>
 #include <thread>
 
 #include "core/Labels.h"
 #include "kmxf/core/VideoStandard.h"
 #include "tools/ClipHeader.h"
+#include "tools/WorkingName.h"
 
 namespace kmxf {
 
@@ -17,7 +19,7 @@ constexpr size_t kPartitionPackSize = 124;  // with one essence container label
 
 // NAME of NAME.mxf, and of NAMEcc.mxf when the file holds sound.
 std::string NameOf(const fs::path& path, bool isSound) {
-    std::string name = path.stem().string();
+    std::string name = fs::path(FinalName(path.string())).stem().string();
     const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
     if (isSound && name.size() > 2 && std::all_of(name.end() - 2, name.end(), isDigit)) name.resize(name.size() - 2);
     return name;
@@ -133,13 +135,19 @@ std::optional<CPartition> FooterAt(const ClipSource& source, uint64_t offset, ui
     return parsed && pack.GetKey().bytes[13] == 0x04 ? std::optional(pack) : std::nullopt;
 }
 
-bool IsGrowing(const ClipSource& source, uint64_t size) {
+void WatchGrowth(std::span<const WatchedFile> files) {
+    std::vector<WatchedFile> still;
+    std::ranges::copy_if(files, std::back_inserter(still),
+                         [](const WatchedFile& each) { return each.file->verdict.kind == ClipVerdict::Kind::kCutOff; });
     // Slow recordings write a piece a few times a second.
-    for (int i = 0; i < 10; ++i) {
+    for (int i = 0; i < 10 && !still.empty(); ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(40));
-        if (source.Size() != size) return true;
+        std::erase_if(still, [](const WatchedFile& each) {
+            const bool grows = each.source->GetSize() != each.file->fileSize;
+            if (grows) each.file->verdict = {ClipVerdict::Kind::kGrowing, 0};
+            return grows;
+        });
     }
-    return false;
 }
 
 std::string ClipVerdict::Text() const {
@@ -176,7 +184,7 @@ ByteRange ClipFile::SoundOf(const ClipGroup& group, const ByteRange& samplesOfGr
     return {before(first), end == group.frames ? samplesOfGroup.end : before(end)};
 }
 
-ClipFile ReadClipFile(IByteSource& bytes, const std::string& path) {
+ClipFile ReadClipFileAtOnce(IByteSource& bytes, const std::string& path) {
     const ClipSource source(bytes, path);
     const auto start = source.Look(0, kHeaderAreaSize);
     ClipFile file;
@@ -192,6 +200,13 @@ ClipFile ReadClipFile(IByteSource& bytes, const std::string& path) {
         source.Fail("is an MXF file of another operational pattern than OP-Atom and OP-1b (offset 84)");
     (file.isOp1b ? ReadOp1b : ReadOpAtom)(source, start, file);
     file.recording = Recording(path, pack, file.materialUmid);
+    return file;
+}
+
+ClipFile ReadClipFile(IByteSource& bytes, const std::string& path) {
+    ClipFile file = ReadClipFileAtOnce(bytes, path);
+    const WatchedFile watched[] = {{&file, &bytes}};
+    WatchGrowth(watched);
     return file;
 }
 

@@ -48,8 +48,16 @@ void ReadIdentity(ClipFile& file, const ClipSets& sets);
 
 // The footer partition pack at that place; nothing when there is none.
 std::optional<CPartition> FooterAt(const ClipSource& source, uint64_t offset, uint64_t fileSize);
-// Waits a moment for the file to grow.
-bool IsGrowing(const ClipSource& source, uint64_t size);
+
+// Without watching whether the file grows.
+ClipFile ReadClipFileAtOnce(IByteSource& bytes, const std::string& path);
+
+// Watches all files together that are cut off by what they say, each through its source, and tells which ones grow.
+struct WatchedFile {
+    ClipFile* file;
+    IByteSource* source;
+};
+void WatchGrowth(std::span<const WatchedFile> files);
 
 // What the patterns do not have in common: formats, essence, verdict. `start` is the file's first kHeaderAreaSize
 // bytes.

@@ -115,7 +115,6 @@ ClipVerdict Judge(const ClipSource& source, ClipFile& file, const HeaderArea& ar
     }
     if (file.format && !area.sets.Broken()) TakeWalkedGroups(source, file);
     if (damage) return {ClipVerdict::Kind::kDamaged, *damage};
-    if (IsGrowing(source, file.fileSize)) return {ClipVerdict::Kind::kGrowing, 0};
     return {ClipVerdict::Kind::kCutOff, static_cast<uint64_t>(file.frames)};
 }
 

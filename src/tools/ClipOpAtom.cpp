@@ -70,7 +70,6 @@ ClipVerdict Judge(const ClipSource& source, ClipFile& file, const HeaderArea& ar
     if (area.damage) return {ClipVerdict::Kind::kDamaged, *area.damage};
     if (hasFooter)
         return {ClipVerdict::Kind::kDamaged, file.dataOffset - 8};  // the essence length tells of another place
-    if (IsGrowing(source, file.fileSize)) return {ClipVerdict::Kind::kGrowing, 0};
     return {ClipVerdict::Kind::kCutOff, static_cast<uint64_t>(file.duration)};
 }
 

@@ -1,5 +1,7 @@
 #include "kmxf/tools/ModifyMXFHeader.h"
 
+#include <new>
+
 #include "collaborators/Guards.h"
 #include "collaborators/Report.h"
 #include "core/Labels.h"
@@ -27,7 +29,7 @@ int32_t CModifyMXFHeader::SetShotUMID(MXFUMIDTag umid) {
     return kStatusOk;
 }
 
-int32_t CModifyMXFHeader::Save(IStreamFileIO* stream) {
+int32_t CModifyMXFHeader::Save(IStreamFileIO* stream) try {
     if (stream == nullptr) return kStatusInvalidArgument;
     // A file without essence is open all the same.
     const int32_t opened = Open(stream, true);
@@ -41,6 +43,9 @@ int32_t CModifyMXFHeader::Save(IStreamFileIO* stream) {
     Close();
     if (!found) return SaveError(kStatusFailure);
     return written ? kStatusOk : SaveError(kStatusIoError);
+} catch (const std::bad_alloc&) {
+    Close();
+    return SaveError(kStatusNoMemory);
 }
 
 bool CModifyMXFHeader::WriteShotUMID(int64_t offset) {

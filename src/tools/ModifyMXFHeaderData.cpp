@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <optional>
 #include <span>
 #include <system_error>
@@ -99,7 +100,7 @@ bool Rewrite(Bytes area, size_t start, Refill refill, Change change) {
     if (fills && ((fillSize > 0 && fillSize < kKLVHeadSize) || !MayBeFilled(room.subspan(oldSize)))) return false;
 
     uint8_t* data = nullptr;
-    if (framework.GetData(&data) != kStatusOk) return false;
+    if (framework.GetData(&data) != kStatusOk) throw std::bad_alloc();
     const std::unique_ptr<uint8_t, decltype(&std::free)> owner(data, &std::free);
     ByteWriter writer(room);
     writer.Bytes({data, newSize});
@@ -108,17 +109,25 @@ bool Rewrite(Bytes area, size_t start, Refill refill, Change change) {
     return true;
 }
 
-// Reads the first `size` bytes of an open file, has them changed and writes them back in one piece. `edit` returns what
-// stands against it, or null.
+// Opens the file, reads its first `size` bytes, has them changed and writes them back in one piece. `edit` returns what
+// stands against it, or null. A file that cannot be opened is logged where the operation has a message for it.
 template <class Edit>
-int32_t EditStart(FactoryStream& file, const char* operation, uint32_t size, Edit edit) {
+int32_t EditStart(const char* fileName, const char* operation, const char* notOpen, uint32_t size, Edit edit) try {
+    FactoryStream file;
+    if (!file.Open(fileName, kOpenReadWrite)) {
+        return notOpen ? Fail(operation, notOpen, kStatusIoError) : kStatusIoError;
+    }
     const OwnedPiece piece(file.Allocator(), size);
-    if (!piece || !ReadWholeAt(*file.get(), 0, piece)) return Fail(operation, "Read Error.", kStatusIoError);
+    if (!piece) throw std::bad_alloc();
+    if (!ReadWholeAt(*file.get(), 0, piece)) return Fail(operation, "Read Error.", kStatusIoError);
     if (const char* const fault = edit(piece.Bytes())) return Fail(operation, fault, kStatusFailure);
     if (!WriteWholeAt(*file.get(), 0, piece)) return Fail(operation, "Write Error.", kStatusIoError);
     return kStatusOk;
+} catch (const std::bad_alloc&) {
+    return Fail(operation, "Allocate Error.", kStatusNoMemory);
 }
 
+constexpr const char* kSilent = nullptr;  // deliberately: XML and thumbnail have no message
 constexpr const char* kNotFound = "GetKeyParam Error.";
 constexpr const char* kUnfit = "DMS SetData Error.";
 
@@ -134,9 +143,7 @@ int32_t CModifyMXFHeaderData::SetShotUMID(MXFUMIDTag umid) {
 
 int32_t CModifyMXFHeaderData::Save(const char* fileName) {
     if (fileName == nullptr) return kStatusInvalidArgument;
-    FactoryStream file;
-    if (!file.Open(fileName, kOpenReadWrite)) return Fail("CModifyMXFHeaderData::Save", "Open Error.", kStatusIoError);
-    return EditStart(file, "CModifyMXFHeaderData::Save", kOpAtomHeaderSize, [&](Bytes header) {
+    return EditStart(fileName, "CModifyMXFHeaderData::Save", "Open Error.", kOpAtomHeaderSize, [&](Bytes header) {
         const Bytes umid = FindItem(header, kMaterialPackageKey, kTagPackageUID, sizeof shotUMID_.bytes);
         ByteWriter(umid).Umid(shotUMID_);
         return umid.empty() ? kNotFound : nullptr;
@@ -145,9 +152,7 @@ int32_t CModifyMXFHeaderData::Save(const char* fileName) {
 
 int32_t CModifyMXFHeaderData::ModifyXMLData(const char* fileName, const uint8_t* xml, uint16_t length) {
     if (fileName == nullptr || xml == nullptr || length == 0) return kStatusInvalidArgument;
-    FactoryStream file;
-    if (!file.Open(fileName, kOpenReadWrite)) return kStatusIoError;  // deliberately not logged
-    return EditStart(file, "CModifyMXFHeaderData::ModifyXMLData", kOp1bHeaderSize, [&](Bytes header) {
+    return EditStart(fileName, "CModifyMXFHeaderData::ModifyXMLData", kSilent, kOp1bHeaderSize, [&](Bytes header) {
         const auto start = FindSet(header.subspan(kOp1bMetadataEnd), kXMLFrameworkKey);
         if (!start) return kNotFound;
         const Bytes room = header.first(kOp1bXMLEnd).subspan(kOp1bMetadataEnd);
@@ -160,19 +165,19 @@ int32_t CModifyMXFHeaderData::ModifyXMLData(const char* fileName, const uint8_t*
 int32_t CModifyMXFHeaderData::ModifyThumbnailData(const char* fileName, const uint8_t* thumbnail,
                                                   int64_t eventStartPosition, uint16_t length) {
     if (fileName == nullptr || thumbnail == nullptr || length != kThumbnailSize) return kStatusInvalidArgument;
-    FactoryStream file;
-    if (!file.Open(fileName, kOpenReadWrite)) return kStatusIoError;  // nor here
-    return EditStart(file, "CModifyMXFHeaderData::ModifyThumbnailData", kOp1bHeaderSize, [&](Bytes header) {
-        const Bytes room = header.subspan(kOp1bXMLEnd);
-        const Bytes position = FindItem(room, kDMSegmentKey, kTagEventStartPosition, sizeof eventStartPosition);
-        if (position.empty()) return kNotFound;
-        ByteWriter(position).I64(eventStartPosition);
-        const auto start = FindSet(room, kThumbnailFrameworkKey);
-        if (!start) return kNotFound;
-        const bool done = Rewrite<CKestralinFrameworkEvent>(
-            room, *start, Refill::kNewSize, [&](auto& framework) { framework.SetThumbnailData(thumbnail, length); });
-        return done ? nullptr : kUnfit;
-    });
+    return EditStart(
+        fileName, "CModifyMXFHeaderData::ModifyThumbnailData", kSilent, kOp1bHeaderSize, [&](Bytes header) {
+            const Bytes room = header.subspan(kOp1bXMLEnd);
+            const Bytes position = FindItem(room, kDMSegmentKey, kTagEventStartPosition, sizeof eventStartPosition);
+            if (position.empty()) return kNotFound;
+            ByteWriter(position).I64(eventStartPosition);
+            const auto start = FindSet(room, kThumbnailFrameworkKey);
+            if (!start) return kNotFound;
+            const bool done = Rewrite<CKestralinFrameworkEvent>(room, *start, Refill::kNewSize, [&](auto& framework) {
+                framework.SetThumbnailData(thumbnail, length);
+            });
+            return done ? nullptr : kUnfit;
+        });
 }
 
 bool ModifyFilePackageDuration(uint8_t* header, uint32_t duration) {

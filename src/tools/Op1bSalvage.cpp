@@ -59,19 +59,19 @@ HeaderBytes Value(HeaderBytes header, const MXFKEYTag& key, uint16_t tag) {
     return reader.Take(length);
 }
 
-// Writes to the file at this place, and waits until it is there.
-bool WriteAt(FactoryStream& file, int64_t offset, std::initializer_list<HeaderBytes> parts) {
+// One piece of the parts, one behind the other.
+OwnedPiece PieceOf(PieceAllocator& allocator, std::initializer_list<HeaderBytes> parts) {
     size_t size = 0;
     for (const HeaderBytes part : parts) size += part.size();
-    if (size > std::numeric_limits<int32_t>::max()) return false;
-    const OwnedPiece piece(file.Allocator(), static_cast<uint32_t>(size));
-    if (!piece) return false;
+    if (size > std::numeric_limits<int32_t>::max()) throw std::bad_alloc();  // more than a stream takes at once
+    OwnedPiece piece(allocator, static_cast<uint32_t>(size));
+    if (!piece) throw std::bad_alloc();
     uint32_t at = 0;
     for (const HeaderBytes part : parts) {
         piece->CopyIn(at, part.data(), static_cast<uint32_t>(part.size()));
         at += static_cast<uint32_t>(part.size());
     }
-    return WriteWholeAt(*file.get(), offset, piece);
+    return piece;
 }
 
 }  // namespace
@@ -138,7 +138,8 @@ bool Op1bSalvage::GetHeaderParam() {
     clip_.startTimecode.SetDropFlag(GetDropFlagFromHeader(Header()), false);
     clip_.startTimecode.SetTotalFrame(
         static_cast<uint32_t>(std::max<int64_t>(GetStartTimecodeFromHeader(Header()), 0)));
-    return GetMetadata(Header(), sideData_) || HeaderFault("GetMetadata Error.");
+    // Readers refuse a thumbnail that is too large; here that is said later, in its own words.
+    return GetMetadata(Header(), sideData_) || HasLargeThumbnail() || HeaderFault("GetMetadata Error.");
 }
 
 bool Op1bSalvage::CreateBuilder() {
@@ -149,24 +150,29 @@ bool Op1bSalvage::CreateBuilder() {
 
 bool Op1bSalvage::GetFileParam() {
     builder_->AddPartitionInfo({0, 0});
-    Op1bScan scan(*file_.get(), file_.Allocator(), kHeaderSize, fileSize_, channels_);
+    Op1bScan scan(*file_.get(), file_.Allocator(), kHeaderSize, fileSize_,
+                  {clip_.videoStd, channels_, clip_.bytesPerSample});
     for (Op1bGroup group; !cancel_;) {
         const Op1bScan::Found found = scan.Next(group);
-        if (found == Op1bScan::Found::kReadError) return FileFault("Read Error.");
         if (found == Op1bScan::Found::kTooManyFrames) return FileFault("Invalid Partition Frame.");
-        if (found == Op1bScan::Found::kEnd || !Keep(group)) break;
+        // What cannot be read now may be read another time; to cut it off would lose it for good.
+        if (found == Op1bScan::Found::kReadError) return FileFault("Read Error.");
+        if (found != Op1bScan::Found::kGroup || !Follows(group)) break;
+        if (!Keep(group)) return FileFault("AddFooterIndex Error.");
         progress_(static_cast<int32_t>(90 * bodyEnd_ / fileSize_));
+        if (group.frames < groupFrames_) break;
     }
     if (frames_ == 0 && !cancel_) return FileFault("Duration is 0.");
     return true;
 }
 
-// Says whether another group can follow. All groups but the last are as long as the first: by that the frames of a
-// clip are found.
+// All groups but the last are as long as the first: by that the frames of a clip are found. Their index counts through.
+bool Op1bSalvage::Follows(const Op1bGroup& group) const {
+    return group.index.front().GetStartPosition() == frames_ && (frames_ == 0 || group.frames <= groupFrames_);
+}
+
 bool Op1bSalvage::Keep(const Op1bGroup& group) {
-    const bool first = !firstIndex_;
-    if (!first && group.frames > groupFrames_) return false;
-    if (first) {
+    if (frames_ == 0) {
         groupFrames_ = group.frames;
         firstPictureAt_ = group.firstPictureAt;
         firstPictureSize_ = group.firstPictureSize;
@@ -174,15 +180,14 @@ bool Op1bSalvage::Keep(const Op1bGroup& group) {
     }
     lastIndex_ = group.index.front();
     for (const MXF_PARTITION_INFOTag& partition : group.partitions) builder_->AddPartitionInfo(partition);
-    for (const CIndexCommon& segment : group.index) builder_->AddFooterIndex(segment);
     frames_ += group.frames;
     clip_.videoDataSize += static_cast<int64_t>(group.pictureSize);
     bodyEnd_ = group.end;
-    return group.frames == groupFrames_;
+    return std::ranges::all_of(
+        group.index, [&](const CIndexCommon& segment) { return builder_->AddFooterIndex(segment) == kStatusOk; });
 }
 
 bool Op1bSalvage::GetIndex() {
-    if (firstIndex_->GetIndexEntryNum() == 0 || lastIndex_->GetIndexEntryNum() == 0) return Fail("GetIndex Error.");
     clip_.origin = GetOutOfRangeFrame();
     clip_.duration = frames_ - GetRollOutFrame();
     if (clip_.duration <= clip_.origin) return Fail("Duration is 0.");  // no reader would open it
@@ -270,11 +275,16 @@ bool Op1bSalvage::SetXMLData() {
            Fail("SetXMLData Error.");
 }
 
+bool Op1bSalvage::HasLargeThumbnail() const {
+    const uint32_t size = sideData_.thumbnail ? sideData_.thumbnail->picture.size : 0;
+    return size > kMostThumbnail && size != kFullThumbnail;
+}
+
 bool Op1bSalvage::SetThumbnailData() {
     if (!sideData_.thumbnail) return true;
+    if (HasLargeThumbnail()) return Fail("ThumbnailSize Size Invalid.");
     const Thumbnail& thumbnail = *sideData_.thumbnail;
     const SideData& picture = thumbnail.picture;
-    if (picture.size > kMostThumbnail && picture.size != kFullThumbnail) return Fail("ThumbnailSize Size Invalid.");
     if (builder_->SetThumbnailData(header_.data() + picture.offset, static_cast<uint16_t>(picture.size),
                                    thumbnail.width, thumbnail.height, thumbnail.format) != kStatusOk) {
         return Fail("SetThumbnailData Error.");
@@ -292,11 +302,12 @@ bool Op1bSalvage::Write() {
     if (builder_->GetRandomIndexData(&randomIndex.data) != kStatusOk) return Fail("GetRandomIndexData Error.");
     if (!file_.Open(fileName_.c_str(), kOpenReadWrite)) return Fail("Open Error.");
 
-    if (!WriteAt(file_, 0, {{header.data, kHeaderSize}})) return Fail("Write Header Error.");
-    if (!WriteAt(file_, static_cast<int64_t>(bodyEnd_),
-                 {{footer.data, builder_->GetFooterSize()}, {randomIndex.data, builder_->GetRandomIndexSize()}})) {
-        return Fail("Write Footer Error.");
-    }
+    // Both pieces before the first is written: until then memory that runs out costs nothing.
+    const OwnedPiece start = PieceOf(file_.Allocator(), {{header.data, kHeaderSize}});
+    const OwnedPiece rest = PieceOf(file_.Allocator(), {{footer.data, builder_->GetFooterSize()},
+                                                        {randomIndex.data, builder_->GetRandomIndexSize()}});
+    if (!WriteWholeAt(*file_.get(), 0, start)) return Fail("Write Header Error.");
+    if (!WriteWholeAt(*file_.get(), static_cast<int64_t>(bodyEnd_), rest)) return Fail("Write Footer Error.");
     const int64_t written = file_->Seek(0, kSeekCurrent), end = file_->Seek(0, kSeekEnd);
     if (written < 0 || end < 0) return Fail("Seek Error.");
     if (!file_.Close()) return Fail("Close Error.");

@@ -50,6 +50,7 @@ private:
     bool GetHeaderParam();
     bool CreateBuilder();
     bool GetFileParam();
+    bool Follows(const Op1bGroup& group) const;
     bool Keep(const Op1bGroup& group);
     bool GetIndex();
     bool GetStartSEIParam();
@@ -60,6 +61,7 @@ private:
     bool Write();
 
     HeaderBytes Header() const { return header_; }
+    bool HasLargeThumbnail() const;
     int64_t GetOutOfRangeFrame() const;
     int64_t GetRollOutFrame() const;
 

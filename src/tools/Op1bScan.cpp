@@ -1,12 +1,13 @@
 #include "tools/Op1bScan.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
 #include "kmxf/core/Status.h"
-#include "kmxf/structures/Partition.h"
+#include "kmxf/core/VideoStandard.h"
 #include "reader/StreamRead.h"
 
 namespace kmxf {
@@ -24,15 +25,61 @@ constexpr uint32_t kMostSegment = 131072;  // an index table segment has two arr
 constexpr size_t kPackKind = 13;  // in the key of a partition pack
 constexpr uint8_t kBodyPack = 3;
 
+constexpr uint32_t kSamplesPerSec = 48000;
+constexpr uint64_t kSector = 4096;  // what is lost when a byte of it cannot be read
+
+// Whether a segment has one entry for each picture, with the place at which it is.
+bool TellsPlaces(const CIndexCommon& segment, const std::vector<Op1bElement>& pictures) {
+    MXFINDEXENTRYTag first, entry;
+    if (segment.GetIndexEntryNum() != pictures.size() || segment.GetIndexEntry(0, &first) != kStatusOk) return false;
+    for (uint32_t i = 0; i < pictures.size(); ++i) {
+        segment.GetIndexEntry(i, &entry);
+        if (entry.streamOffset - first.streamOffset != pictures[i].start - pictures.front().start) return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 Op1bScan::Found Op1bScan::Next(Op1bGroup& group) {
     group = Op1bGroup();
-    const bool whole = TakePictures(group) && TakeIndex(group) && TakeANC(group) && TakeSound(group);
+    group.start = groupStart_ = position_;
+    agrees_ = true;
+    const bool whole = TakePictures(group) && TakeANC(group) && TakeSound(group) && agrees_;
+    group.end = position_;
     if (readFailed_) return Found::kReadError;
     if (tooManyFrames_) return Found::kTooManyFrames;
-    group.end = position_;
     return whole ? Found::kGroup : Found::kEnd;
+}
+
+bool Op1bScan::FindNextGroup() {
+    const auto* const key = kPartitionPackKey.bytes;
+    std::vector<uint8_t> bytes;  // in front of `next`
+    for (uint64_t next = groupStart_ + 1; next < fileSize_;) {
+        readFailed_ = tooManyFrames_ = false;
+        position_ = next;
+        next = std::min((next / kSector + 1) * kSector, fileSize_);
+        const auto sector = Read(next - position_);
+        bytes.insert(bytes.end(), sector.begin(), sector.end());
+        if (sector.empty()) bytes.clear();
+        for (auto at = bytes.begin(); (at = std::search(at, bytes.end(), key, key + kPackKind)) != bytes.end(); ++at) {
+            if (GroupBeginsAt(next - static_cast<uint64_t>(bytes.end() - at))) return true;
+        }
+        // The last of them may be the first ones of a key.
+        bytes.erase(bytes.begin(), bytes.end() - static_cast<ptrdiff_t>(std::min(bytes.size(), kPackKind - 1)));
+    }
+    return false;
+}
+
+bool Op1bScan::GroupBeginsAt(uint64_t offset) {
+    readFailed_ = false;
+    position_ = offset;
+    const auto pack = ReadPack(kPictureSID);
+    Op1bElement picture;
+    const bool begins = pack && std::cmp_equal(pack->GetThisPartition(), offset) && StepOver(pack->GetLength()) &&
+                        (TakeElement(kAVCLongGOPElementKey, picture) || picture.size > 0);
+    position_ = offset;
+    return begins;
 }
 
 // What is there from the position on, and no more than asked for.
@@ -40,7 +87,8 @@ std::vector<uint8_t> Op1bScan::Read(uint64_t most) {
     const auto count = static_cast<uint32_t>(std::min(most, fileSize_ - position_));
     if (count == 0 || readFailed_) return {};
     const OwnedPiece piece(allocator_, count);
-    readFailed_ = !piece || !ReadWholeAt(stream_, position_, piece);
+    if (!piece) throw std::bad_alloc();
+    readFailed_ = !ReadWholeAt(stream_, position_, piece);
     if (readFailed_) return {};
     const auto bytes = piece.Bytes();
     return {bytes.begin(), bytes.end()};
@@ -63,15 +111,22 @@ bool Op1bScan::TakeElement(const MXFKEYTag& key, Op1bElement& element) {
     return false;
 }
 
-bool Op1bScan::TakePack(uint32_t bodySID, Op1bGroup& group, int64_t& indexByteCount) {
-    const auto bytes = Read(kMostPack);
-    const auto head = ReadKLVHead(bytes);
+std::optional<CPartition> Op1bScan::ReadPack(uint32_t bodySID) {
+    const auto head = ReadKLVHead(Read(kMostHead));
+    if (!head || head->length > kMostPack) return std::nullopt;
+    const auto bytes = Read(head->size + head->length);  // no more: what is behind it may be unreadable
     CPartition pack;
-    if (!head || pack.SetData(bytes.data(), static_cast<uint32_t>(bytes.size())) != kStatusOk) return false;
-    if (pack.GetKey().bytes[kPackKind] != kBodyPack || pack.GetBodySID() != bodySID) return false;
+    if (pack.SetData(bytes.data(), static_cast<uint32_t>(bytes.size())) != kStatusOk) return std::nullopt;
+    const bool wanted = pack.GetKey().bytes[kPackKind] == kBodyPack && pack.GetBodySID() == bodySID;
+    return wanted ? std::optional(std::move(pack)) : std::nullopt;
+}
+
+bool Op1bScan::TakePack(uint32_t bodySID, Op1bGroup& group, int64_t& indexByteCount) {
+    const auto pack = ReadPack(bodySID);
+    if (!pack) return false;
     group.partitions.push_back({position_, bodySID});
-    indexByteCount = pack.GetIndexByteCount();
-    return StepOver(head->size) && StepOver(head->length);
+    indexByteCount = pack->GetIndexByteCount();
+    return StepOver(pack->GetLength());
 }
 
 bool Op1bScan::TakeBody(uint32_t bodySID, Op1bGroup& group) {
@@ -79,7 +134,7 @@ bool Op1bScan::TakeBody(uint32_t bodySID, Op1bGroup& group) {
     return TakePack(bodySID, group, noIndex);
 }
 
-bool Op1bScan::TakeIndex(Op1bGroup& group) {
+bool Op1bScan::TakeIndex(uint32_t bodySID, Op1bGroup& group) {
     const uint64_t start = position_;
     int64_t count = 0;
     if (!TakePack(0, group, count) || count < 0) return false;
@@ -87,11 +142,18 @@ bool Op1bScan::TakeIndex(Op1bGroup& group) {
     const auto bytes = Read(std::min<uint64_t>(static_cast<uint64_t>(count), kMostSegment));
     CIndexCommon segment(0, 0, 0, 0);
     if (segment.SetData(bytes.data(), static_cast<uint32_t>(bytes.size())) != kStatusOk) return false;
-    group.index.push_back(std::move(segment));
+    group.index.push_back(segment);
     if (!StepOver(static_cast<uint64_t>(count))) return false;
+    const auto units = [&](int64_t frames) { return bodySID < kFirstSoundSID ? frames : Samples(frames); };
+    agrees_ = agrees_ && segment.GetBodySID() == bodySID && segment.GetDuration() == units(group.frames) &&
+              segment.GetStartPosition() == units(group.index.front().GetStartPosition());
     // A fill item that is not counted brings the rest to a multiple of 4.
     const uint64_t rest = (position_ - start) % 4;
     return rest == 0 || StepOver(kKLVHeadSize + 4 - rest);
+}
+
+int64_t Op1bScan::Samples(int64_t frames) const {
+    return DurationToAudioSample(sound_.videoStd, frames, kSamplesPerSec);
 }
 
 bool Op1bScan::TakePictures(Op1bGroup& group) {
@@ -106,21 +168,25 @@ bool Op1bScan::TakePictures(Op1bGroup& group) {
         group.pictureSize += picture.size;
         group.pictures.push_back(picture);
     }
-    return group.frames > 0;
+    if (group.frames == 0 || !TakeIndex(kPictureSID, group)) return false;
+    agrees_ = agrees_ && TellsPlaces(group.index.front(), group.pictures);
+    return true;
 }
 
 bool Op1bScan::TakeANC(Op1bGroup& group) {
-    return TakeBody(kANCSID, group) && StepOver(uint64_t{kANCElementSize} * group.frames) && TakeIndex(group);
+    return TakeBody(kANCSID, group) && StepOver(uint64_t{kANCElementSize} * group.frames) && TakeIndex(kANCSID, group);
 }
 
 bool Op1bScan::TakeSound(Op1bGroup& group) {
-    for (uint32_t channel = 0; channel < channels_; ++channel) {
-        if (!TakeBody(kFirstSoundSID + channel, group)) return false;
-        // Without its element, or with one that is not whole, there is no index pack at the position.
+    const auto size = static_cast<uint64_t>(Samples(group.frames) * sound_.bytesPerSample);
+    for (uint32_t sid = kFirstSoundSID; sid < kFirstSoundSID + sound_.channels; ++sid) {
+        if (!TakeBody(sid, group)) return false;
         Op1bElement samples;
-        TakeElement(kPCMBlockElementKey, samples);
+        const bool whole = TakeElement(kPCMBlockElementKey, samples);
+        agrees_ = agrees_ && whole && samples.size == size;
         group.sounds.push_back(samples);
-        if (!TakeIndex(group)) return false;
+        // Behind one that is cut off there is no index; one that is missing may have it.
+        if (!TakeIndex(sid, group)) return false;
     }
     return true;
 }

@@ -1,14 +1,12 @@
 #include <algorithm>
-#include <atomic>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 
 #include "collaborators/Guards.h"
 #include "core/Layout.h"
-#include "kmxf/collaborators/Notify.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/core/VideoStandard.h"
+#include "kmxf/reader/ReadMXFAudio.h"
 #include "kmxf/reader/ReadMXFOp1b.h"
 #include "kmxf/reader/ReadMXFVideo.h"
 #include "kmxf/tools/ModifyMXFHeaderData.h"
@@ -16,10 +14,9 @@
 #include "kmxf/tools/SalvagePlan.h"
 #include "kmxf/writer/OpAtomBase.h"
 #include "tools/EssenceFrames.h"
-#include "tools/Op1bSalvage.h"
-#include "tools/Op1bTail.h"
 #include "tools/SalvageHeader.h"
 #include "tools/SalvageInput.h"
+#include "tools/SalvageOp1b.h"
 
 namespace kmxf {
 
@@ -29,6 +26,7 @@ namespace fs = std::filesystem;
 
 constexpr uint64_t kEssenceOffset = kOpAtomHeaderSize;
 constexpr uint32_t kMostWrite = 1 << 30;
+constexpr size_t kMostPath = 255;  // bytes that a reader takes
 
 // The salvager with the settings that a plan has and a client of it cannot make.
 class PlannedSalvage final : public CSalvageMXF {
@@ -65,6 +63,11 @@ private:
     const SalvagePlan& plan_;
     const bool isDV_;
 };
+
+bool IsInPlace(const SalvagedFile& file, const std::string& target) {
+    std::error_code error;
+    return fs::equivalent(file.path, target, error);
+}
 
 bool WriteAt(const std::string& path, uint64_t offset, std::span<const uint8_t> bytes) {
     FactoryFile file;
@@ -105,38 +108,42 @@ Outcome MendAtom(const SalvagePlan& plan, const SalvagedFile& file, const std::s
     return salvage.GetDuration() == plan.duration ? "" : "came out shorter than it should";
 }
 
-Outcome MendClip(const SalvagedFile& file, const std::string& target, const SalvageIndexer& indexer) {
-    SalvageInput source(target);
-    const SalvageHeader header = ReadSalvageHeader(source);
-    const Op1bBody body = ReadOp1bBody(target,
-                                       {file.videoStd, file.compType, static_cast<uint8_t>(file.bytesPerSample),
-                                        file.channels, !header.metadata.Named("MultipleDescriptor").empty()},
-                                       indexer);
-    if (!body.failure.empty()) return body.failure;
-    if (body.wholeFrames + body.tailFrames != file.framesKept) return "is no longer what it was when it was looked at";
-    if (!body.tail.empty() && !WriteAt(target, body.tailEnd, body.tail)) return "its last group cannot be written";
-    const uint64_t end = body.tail.empty() ? body.wholeEnd : body.tailEnd + body.tail.size();
-    if (!TruncatePelmard(target.c_str(), static_cast<int64_t>(end))) return "cannot be cut to its whole groups";
-    const std::atomic<bool> cancel{false};
-    const std::function<void(int32_t)> progress = [](int32_t) {};
-    Op1bSalvage salvage(target, cancel, progress);
-    return salvage.Execute() == kSalvageCompleted ? "" : "its header and footer cannot be written";
-}
-
 Outcome Mend(const SalvagePlan& plan, const SalvagedFile& file, const std::string& target,
-             const SalvageIndexer& indexer) {
-    std::error_code error;
-    if (!fs::equivalent(file.path, target, error)) {
+             const SalvageIndexer& indexer, std::string& note) {
+    const bool inPlace = IsInPlace(file, target);
+    if (file.action == SalvageAction::kMend && file.content == SalvageContent::kClip)
+        return MendOp1bFile(plan, file, target, inPlace, indexer, note);
+    if (!inPlace) {
+        std::error_code error;
         if (!fs::copy_file(file.path, target, error)) return "cannot be copied: " + error.message();
         fs::permissions(target, fs::perms::owner_write, fs::perm_options::add, error);
     }
-    if (file.action == SalvageAction::kLeave) return "";
-    return file.content == SalvageContent::kClip ? MendClip(file, target, indexer) : MendAtom(plan, file, target);
+    return file.action == SalvageAction::kMend ? MendAtom(plan, file, target) : "";
+}
+
+constexpr const char* kDifferent = "its last frame reads back differently";
+
+// The samples of the last frame that has some, up to the silence.
+Outcome ProveSound(const SalvagedFile& file, const std::string& target) {
+    const int64_t first = DurationToAudioSample(file.videoStd, file.framesKept - 1, file.samplesPerSec);
+    const int64_t end = static_cast<int64_t>(file.keptSize / file.bytesPerSample);
+    FactoryStream stream;
+    CReadMXFAudio reader;
+    uint32_t dataOffset = 0;
+    if (reader.SetFilename(target.c_str()) != kStatusOk || reader.Open(stream.get(), true) != kStatusOk ||
+        reader.GetDataOffset(&dataOffset) != kStatusOk ||
+        reader.Seek(dataOffset + first * file.bytesPerSample, kSeekBegin) < 0) {
+        return kDifferent;
+    }
+    const OwnedPiece piece(stream.Allocator(), static_cast<uint32_t>(end - first) * file.bytesPerSample);
+    const bool same = piece && std::cmp_equal(reader.Read(piece.get()), piece->GetSize()) &&
+                      HashOf(piece.Bytes()) == file.lastFrameHash;
+    reader.Close();
+    return same ? "" : kDifferent;
 }
 
 // Reads the last frame back as a reader does, and compares it with what was found.
 Outcome ProveLastFrame(const SalvagedFile& file, const std::string& target) {
-    constexpr const char* kDifferent = "its last frame reads back differently";
     if (file.action == SalvageAction::kLeave || file.framesKept == 0) return "";
     uint64_t offset = 0, size = 0;
     SalvageInput source(target);
@@ -152,7 +159,7 @@ Outcome ProveLastFrame(const SalvagedFile& file, const std::string& target) {
         size = info.size;
     } else if (file.content == SalvageContent::kPicture) {
         CReadMXFVideo reader;
-        if (reader.SetFilename(target.c_str()) != kStatusOk) return "its path is too long for a reader";
+        if (reader.SetFilename(target.c_str()) != kStatusOk) return kDifferent;
         uint32_t dataOffset = 0;
         if (reader.Open(stream.get(), true) != kStatusOk ||
             reader.GetDuration() != static_cast<uint32_t>(file.framesKept) ||
@@ -162,10 +169,7 @@ Outcome ProveLastFrame(const SalvagedFile& file, const std::string& target) {
         size = reader.GetFrameDataSize();
         offset = dataOffset + SizeInFront(file.compType) + static_cast<uint64_t>(file.framesKept - 1) * size;
     } else {
-        offset = kEssenceOffset +
-                 static_cast<uint64_t>(DurationToAudioSample(file.videoStd, file.framesKept - 1, file.samplesPerSec)) *
-                     file.bytesPerSample;
-        size = kEssenceOffset + file.keptSize - offset;
+        return ProveSound(file, target);
     }
     const auto bytes = source.Copy(offset, size);
     return bytes.size() == size && HashOf(bytes) == file.lastFrameHash ? "" : kDifferent;
@@ -184,11 +188,20 @@ SalvageResult CarryOutSalvage(const SalvagePlan& plan, const std::vector<std::st
         result.failure = targets[i] + ": " + outcome;
         return result;
     };
+    // All that can be refused without having written anything.
+    for (size_t i = 0; i < plan.files.size(); ++i) {
+        if (plan.files[i].action == SalvageAction::kGiveUp) continue;
+        if (targets[i].size() > kMostPath) return fail(i, "its path is too long for a reader");
+        if (plan.files[i].moves && IsInPlace(plan.files[i], targets[i]))
+            return fail(i, "has groups of frames that have to move, which can be done in a copy only");
+    }
     std::vector<size_t> written;
     for (size_t i = 0; i < plan.files.size(); ++i) {
         if (plan.files[i].action == SalvageAction::kGiveUp) continue;
-        if (const Outcome outcome = Mend(plan, plan.files[i], targets[i], indexer); !outcome.empty())
+        std::string note;
+        if (const Outcome outcome = Mend(plan, plan.files[i], targets[i], indexer, note); !outcome.empty())
             return fail(i, outcome);
+        if (!note.empty()) result.notes.push_back(plan.files[i].name + ": " + note);
         written.push_back(i);
     }
     std::vector<std::unique_ptr<SalvageInput>> sources;

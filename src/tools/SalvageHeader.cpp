@@ -50,12 +50,22 @@ MXFUMIDTag UmidOf(const CheckedSet* set) {
     return item == nullptr ? MXFUMIDTag() : item->Umid().value_or(MXFUMIDTag());
 }
 
+// The label of some operational pattern (SMPTE ST 377-1, 8.3), whatever its version.
+bool IsPattern(const MXFKEYTag& label) {
+    constexpr size_t kVersion = 7, kWhich = 12;
+    const auto same = [&](size_t from, size_t to) {
+        return std::equal(label.bytes + from, label.bytes + to, kOp1bLabel.bytes + from);
+    };
+    return same(0, kVersion) && same(kVersion + 1, kWhich);
+}
+
 void ReadPacks(IByteSource& file, const std::vector<InspectedItem>& pack, SalvageHeader& header) {
     const InspectedItem* pattern = FindItem(pack, "OperationalPattern");
     const auto labels = pattern == nullptr ? std::vector<MXFKEYTag>() : pattern->Keys();
     if (!labels.empty()) {
         if (labels[0] == kOpAtomLabel || labels[0] == kOpAtomLabel3) header.layout = kOpAtom;
         if (labels[0] == kOp1bLabel) header.layout = kOp1b;
+        header.otherPattern = header.layout == kOther && IsPattern(labels[0]);
     }
     if (const InspectedItem* footer = FindItem(pack, "FooterPartition")) {
         header.footer = FooterAt(file, footer->Unsigned().value_or(0));
@@ -145,11 +155,11 @@ SalvageHeader ReadSalvageHeader(IByteSource& file) {
     CInspector inspector(source);
     while (const auto packet = inspector.Next()) {
         if (packet->kind == PacketKind::kPartition) {
-            // Behind a second pack comes essence.
+            // Behind a second pack comes essence. Sets can be there though the pack in front of them is gone.
             if (header.found || packet->name != "HeaderPartitionPack") break;
             header.found = true;
             ReadPacks(file, inspector.Items(*packet), header);
-        } else if (!header.found) {
+        } else if (packet->kind == PacketKind::kEssence) {
             break;
         } else if (packet->kind == PacketKind::kSet && header.metadata.sets.size() < kMostPackets) {
             header.metadata.sets.push_back({*packet, inspector.Items(*packet)});

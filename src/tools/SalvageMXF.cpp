@@ -63,7 +63,7 @@ int32_t Answer(Value* out, const std::optional<Value>& value) {
 
 }  // namespace
 
-CSalvageMXF::CSalvageMXF(bool completed) : completed_(completed) { ResetParam(); }
+CSalvageMXF::CSalvageMXF(bool completed) : completed_(completed) { CSalvageMXF::ResetParam(); }
 CSalvageMXF::~CSalvageMXF() { FileClose(); }
 
 uint32_t CSalvageMXF::GetOpenFlag() { return kOpenReadWrite; }

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "collaborators/Guards.h"
+#include "collaborators/Report.h"
 #include "core/EnvironmentSources.h"
 #include "core/Layout.h"
 #include "kmxf/collaborators/Log.h"
@@ -52,7 +53,7 @@ struct CSalvageMXFOp1b::Run {
         }
         return outcome;
     } catch (const std::bad_alloc&) {
-        return kSalvageFailed;
+        return Failed("CSalvageMXFOp1b::Salvage", "SalvageMXFOp1b", "Allocate Error.", kSalvageFailed);
     }
 
     void SetThread() {
@@ -91,22 +92,35 @@ CSalvageMXFOp1b::~CSalvageMXFOp1b() {
     if (const auto run = Current()) run->WaitForEnd();
 }
 
-bool CSalvageMXFOp1b::SetFilename(const char* fileName) {
+bool CSalvageMXFOp1b::SetFilename(const char* fileName) try {
     if (fileName == nullptr || *fileName == '\0') return false;
     fileName_ = fileName;
     return true;
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 int32_t CSalvageMXFOp1b::Salvage(ISalvageMXFNotify* notify) {
     if (notify == nullptr) return kStatusInvalidArgument;
-    const auto run = std::make_shared<Run>(fileName_, notify);
-    std::shared_ptr<Run> last;
+    std::shared_ptr<Run> run, last;
+    std::function<void()> work;
+    try {
+        run = std::make_shared<Run>(fileName_, notify);
+        work = [run] { run->Execute(); };
+    } catch (const std::bad_alloc&) {
+        return Failed("CSalvageMXFOp1b::Salvage", "SalvageMXFOp1b", "Allocate Error.", kStatusNoMemory);
+    }
     {
         const ScopedLock lock(lock_);
         if (run_ && !run_->IsFinished()) return kStatusWrongState;
         last = std::exchange(run_, run);
     }
-    if (StartThread([run] { run->Execute(); }) != 0) {
+    int32_t started = 1;
+    try {
+        started = StartThread(std::move(work));
+    } catch (...) {  // as one that says that it could not
+    }
+    if (started != 0) {
         const ScopedLock lock(lock_);
         run_ = last;
         throw jq_middle_common::ThreadException(0);

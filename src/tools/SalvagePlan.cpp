@@ -11,9 +11,11 @@
 #include "core/NewUMID.h"
 #include "kmxf/core/VideoStandard.h"
 #include "tools/EssenceFrames.h"
-#include "tools/Op1bTail.h"
 #include "tools/SalvageHeader.h"
 #include "tools/SalvageInput.h"
+#include "tools/SalvageOp1b.h"
+#include "tools/SalvageSheet.h"
+#include "tools/WorkingName.h"
 
 namespace kmxf {
 
@@ -22,7 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr uint64_t kEssenceOffset = kOpAtomHeaderSize;
-constexpr uint64_t kClipOffset = kOp1bHeaderSize;
 constexpr uint64_t kTail = 4 << 20;    // bytes of frames that are looked at in one step from the end
 constexpr uint64_t kMostFooter = 512;  // bytes of an OP-Atom footer, its index included
 constexpr size_t kLeastOfKey = 4;      // that tell a footer's beginning from samples
@@ -42,25 +43,10 @@ struct Scanned {
 
     uint64_t Available() const { return essenceEnd > kEssenceOffset ? essenceEnd - kEssenceOffset : 0; }
     bool IsGivenUp() const { return file.action == SalvageAction::kGiveUp; }
+    // A file that has its footer is closed as long as its header tells what it is.
+    bool IsClosed() const { return header.footer && header.IsFinal() && (header.IsPicture() || header.IsSound()); }
 };
 
-void GiveUp(SalvagedFile& file, std::string reason) {
-    file.action = SalvageAction::kGiveUp;
-    file.reason = std::move(reason);
-}
-
-void Lose(SalvagedFile& file, uint64_t offset, uint64_t size, const char* why) {
-    if (size == 0) return;
-    file.losses.push_back({offset, size, why});
-    file.lostSize += size;
-}
-
-// The name that a file has, or would have had when its writer had come to the end: "CLIP.mxf" for ".CLIP.mxf.part123".
-std::string FinalName(const std::string& path) {
-    const std::string name = fs::path(path).filename().string();
-    const size_t part = name.rfind(".part");
-    return name.starts_with('.') && part != std::string::npos && part > 1 ? name.substr(1, part - 1) : name;
-}
 std::string StemOf(const std::string& path) { return fs::path(FinalName(path)).stem().string(); }
 
 bool IsMXF(const fs::directory_entry& entry) {
@@ -108,18 +94,21 @@ void FindEssenceEnd(Scanned& scanned) {
     scanned.essenceEnd = std::max(scanned.essenceEnd, kEssenceOffset);
 }
 
+bool IsClip(const SalvageHeader& header, SalvageInput& source) {
+    return header.layout == kOp1b || (header.layout == kOther && !header.otherPattern && HasOp1bBody(source));
+}
+
 void Recognise(Scanned& scanned, const SalvageChoice& choice) {
     SalvagedFile& file = scanned.file;
     const SalvageHeader& header = scanned.header;
     file.wide = header.wide;
-    if (header.layout == kOp1b) {
+    if (IsClip(header, *scanned.source)) {
         file.content = SalvageContent::kClip;
+        file.action = SalvageAction::kMend;
         return;
     }
-    if (header.layout == kOther && header.found) {
-        GiveUp(file, "it is an MXF file of another operational pattern than OP-Atom and OP-1b");
-        return;
-    }
+    if (header.otherPattern)
+        return GiveUp(file, "it is an MXF file of another operational pattern than OP-Atom and OP-1b");
     if (header.IsPicture()) {
         scanned.format = {header.metadata.picture->videoStd, header.metadata.picture->compType, header.consumerDV};
         file.content = SalvageContent::kPicture;
@@ -137,8 +126,7 @@ void Recognise(Scanned& scanned, const SalvageChoice& choice) {
     } else if (choice.compType && choice.videoStd) {
         file.content = SalvageContent::kPicture;
     } else {
-        GiveUp(file, "neither its header nor its essence tells what it is");
-        return;
+        return GiveUp(file, "neither its header nor its essence tells what it is");
     }
     if (file.content == SalvageContent::kPicture && (choice.compType || choice.videoStd)) {
         scanned.format.compType = choice.compType.value_or(scanned.format.compType);
@@ -298,47 +286,42 @@ void HashLastFrame(Scanned& scanned) {
     file.lastFrameHash = HashOf(scanned.source->Copy(kEssenceOffset + begin, end - begin));
 }
 
-void ScanClipFile(Scanned& scanned, const SalvageIndexer& indexer) {
-    SalvagedFile& file = scanned.file;
-    const CheckedMetadata& metadata = scanned.header.metadata;
-    file.channels = static_cast<uint32_t>(metadata.soundDescriptors.size());
-    file.samplesPerSec = 48000;
-    file.bytesPerSample = file.channels == 0 ? uint16_t{2} : static_cast<uint16_t>(metadata.bytesPerSample);
-    file.action = SalvageAction::kMend;
-    if (!metadata.picture) return GiveUp(file, "its header does not tell its format");
-    file.videoStd = metadata.picture->videoStd;
-    file.compType = metadata.picture->compType;
-    if (scanned.header.footer) return;  // nothing is done to it
-    if (file.bytesPerSample != 2 && file.bytesPerSample != 3)
-        return GiveUp(file, "its header does not tell its format");
-
-    const Op1bBody body = ReadOp1bBody(file.path,
-                                       {file.videoStd, file.compType, static_cast<uint8_t>(file.bytesPerSample),
-                                        file.channels, !metadata.Named("MultipleDescriptor").empty()},
-                                       indexer);
-    if (!body.failure.empty()) return GiveUp(file, body.failure);
-    file.framesFound = body.wholeFrames + static_cast<int64_t>(body.last.pictures.size());
-    file.framesKept = body.wholeFrames + body.tailFrames;
-    file.rebuiltSize = std::min(file.fileSize, kClipOffset);
-    // Tables of the whole groups stay as they are too.
-    const uint64_t body1 = body.wholeEnd - std::min(body.wholeEnd, kClipOffset);
-    file.keptSize = body1 + body.tailKept;
-    if (body.tailFrames > 0) file.rebuiltSize += body.last.pictures.front().start - body.wholeEnd;
-    const uint64_t rest = file.fileSize - file.rebuiltSize - file.keptSize;
-    Lose(file, file.fileSize - rest, rest, "a group of frames that was being written");
-    file.lastFrameHash = HashOf(scanned.source->Copy(body.lastPicture.offset, body.lastPicture.size));
-    if (file.framesKept == 0) GiveUp(file, "it holds no whole group of frames, nor the sound of one");
-    if (body.tailFrames > 0) file.rebuilt.push_back("the tables of the last group of frames");
-}
-
 void SayRebuilt(const Scanned& scanned, SalvagedFile& file) {
     std::vector<std::string> all{scanned.header.found ? "the header area" : "the header area, which was gone"};
     if (file.content == SalvageContent::kClip) {
-        all = {"the header", "the footer with the index", "the random index"};
+        all.front() = scanned.header.found ? "the header" : "the header, which was gone";
+        all.insert(all.end(), {"the footer with the index", "the random index"});
     } else {
         all.emplace_back("the footer");
     }
     file.rebuilt.insert(file.rebuilt.begin(), all.begin(), all.end());
+}
+
+void TakeIdentity(SalvagePlan& plan, const SalvageHeader& known) {
+    plan.materialUMID = known.materialUMID;
+    plan.packageName = known.packageName;
+    plan.startTimecode = known.startTimecode;
+    plan.startDrop = known.startDrop;
+    plan.creationDate = known.creationDate;
+    plan.company = known.company;
+    plan.product = known.product;
+    plan.version = known.version;
+    plan.productUID = known.productUID;
+    plan.metadata = known.descriptive;
+}
+
+void ScanClip(Scanned& scanned, const SalvageChoice& choice, const SalvageIndexer& indexer) {
+    SalvagedFile& file = scanned.file;
+    if (scanned.IsClosed()) {
+        file.action = SalvageAction::kLeave;
+        file.reason = "it is complete";
+        file.keptSize = file.fileSize;
+        file.videoStd = scanned.header.metadata.picture->videoStd;
+        file.compType = scanned.header.metadata.picture->compType;
+        return;
+    }
+    ScanOp1bFile(file, *scanned.source, scanned.header, choice, indexer);
+    if (!scanned.IsGivenUp()) SayRebuilt(scanned, file);
 }
 
 // What is the same in all files of the clip, from the headers that were finished.
@@ -361,23 +344,8 @@ void Identify(SalvagePlan& plan, const std::vector<Scanned>& all) {
     plan.packageName = NameOf(all.front().file.path).clip;
     if (all.front().file.content != SalvageContent::kSound && !all.front().file.path.empty())
         plan.packageName = StemOf(all.front().file.path);
-    if (header != nullptr) {
-        plan.creationDate = header->header.creationDate;
-    }
-    if (final != nullptr) {
-        const SalvageHeader& known = final->header;
-        plan.materialUMID = known.materialUMID;
-        plan.packageName = known.packageName;
-        plan.startTimecode = known.startTimecode;
-        plan.startDrop = known.startDrop;
-        plan.creationDate = known.creationDate;
-        plan.company = known.company;
-        plan.product = known.product;
-        plan.version = known.version;
-        plan.productUID = known.productUID;
-        plan.metadata = known.descriptive;
-        return;
-    }
+    if (header != nullptr) plan.creationDate = header->header.creationDate;
+    if (final != nullptr) return TakeIdentity(plan, final->header);
     plan.newMaterialUMID = true;
     plan.materialUMID = NewUMID();
     for (const Scanned& each : all) {
@@ -409,7 +377,7 @@ void NumberTracks(std::vector<Scanned>& all) {
 int Order(const SalvagedFile& file) { return file.content == SalvageContent::kSound ? 1 : 0; }
 
 void ScanAtoms(SalvagePlan& plan, std::vector<Scanned>& all, const SalvageChoice& choice) {
-    const auto closed = [](const Scanned& each) { return each.header.footer.has_value(); };
+    const auto closed = [](const Scanned& each) { return each.IsClosed(); };
     if (std::ranges::all_of(all, closed)) {
         for (Scanned& each : all) each.file.action = SalvageAction::kLeave;
     }
@@ -429,6 +397,8 @@ void ScanAtoms(SalvagePlan& plan, std::vector<Scanned>& all, const SalvageChoice
         ScanSound(each, choice, all, pictures, videoStd);
         if (!each.IsGivenUp()) sounds = std::max(sounds, each.file.framesFound);
     }
+    // The one length of all files: that of the shortest picture. Sound is cut to it or filled up with silence, so that
+    // no frame is lost for a file of sound that is behind, or gone.
     plan.duration = pictures >= 0 ? pictures : sounds;
     for (Scanned& each : all) {
         SalvagedFile& file = each.file;
@@ -498,10 +468,12 @@ std::vector<std::vector<std::string>> GroupSalvageFiles(const std::vector<std::s
     for (const std::string& path : paths) {
         SalvageInput input(path);
         const SalvageHeader header = ReadSalvageHeader(input);
+        const bool isClip = IsClip(header, input);
         // "TAKE01" is sound of "TAKE", unless it holds pictures.
         const bool picture =
-            header.found ? header.IsPicture() : FindEssenceFormat(input.Copy(kEssenceOffset, kMostUnit)).has_value();
-        Group own{picture ? StemOf(path) : NameOf(path).clip, header.materialUMID, header.layout == kOp1b, {path}};
+            isClip ||
+            (header.found ? header.IsPicture() : FindEssenceFormat(input.Copy(kEssenceOffset, kMostUnit)).has_value());
+        Group own{picture ? StemOf(path) : NameOf(path).clip, header.materialUMID, isClip, {path}};
         const auto group = std::ranges::find_if(groups, [&](const Group& each) {
             const bool bothKnown = each.umid != MXFUMIDTag() && own.umid != MXFUMIDTag();
             return !each.alone && !own.alone && (bothKnown ? each.umid == own.umid : each.name == own.name);
@@ -562,21 +534,14 @@ SalvagePlan ScanForSalvage(const std::vector<std::string>& paths, const SalvageC
             atoms.push_back(std::move(each));
             continue;
         }
-        ScanClipFile(each, indexer);
-        if (each.header.footer) {
-            each.file.action = SalvageAction::kLeave;
-            each.file.reason = "it is complete";
-            each.file.keptSize = each.file.fileSize;
-        } else if (!each.IsGivenUp()) {
-            SayRebuilt(each, each.file);
-        }
+        if (each.IsGivenUp()) continue;
+        ScanClip(each, choice, indexer);
         plan.duration = std::max(plan.duration, each.file.framesKept);
-        plan.clipType = each.header.clipType;
-        plan.materialUMID = each.header.materialUMID;
-        plan.packageName = each.header.packageName;
-        plan.startTimecode = each.header.startTimecode;
-        plan.startDrop = each.header.startDrop;
-        plan.creationDate = each.header.creationDate;
+        plan.clipType = 0x100 | each.file.channels;
+        TakeIdentity(plan, each.header);
+        plan.newMaterialUMID = plan.materialUMID == MXFUMIDTag();
+        if (plan.newMaterialUMID) plan.materialUMID = NewUMID();
+        if (plan.packageName.empty()) plan.packageName = StemOf(each.file.path);
     }
     if (!atoms.empty()) {
         ScanAtoms(plan, atoms, choice);

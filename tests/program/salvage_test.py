@@ -204,6 +204,7 @@ class CutFilesTest(SalvageCase):
 {video}: salvaged
   format   dv25 525 59.94i, from the header
   kept     2 of 3 frames, 0.07 s, 240 000 bytes
+  lost     1 frame, 0.03 s, 10 bytes
   lost     10 bytes at offset 272768: a frame that was being written
   rebuilt  the header area, the footer
 """, self.kmxf("salvage", video, "--dry-run", status=FINDINGS).decode())
@@ -264,6 +265,88 @@ class CutClipTest(SalvageCase):
                     self.assertProven(video)
 
 
+class DamagedClipTest(SalvageCase):
+    """OP-1b: damage in the middle, and headers that are gone"""
+
+    FRAMES = 2 * GROUP + 9
+
+    def damaged_clip(self, place, size=4096, channels=2):
+        """A clip whose footer nobody names, with zeros at a place."""
+        video = self.wrap_op1b(self.FRAMES, channels)
+        whole = video.read_bytes()
+        cut(video, len(whole))
+        with open(video, "r+b") as file:
+            file.seek(place(whole))
+            file.write(bytes(size))
+        return video, whole
+
+    def assertKept(self, video, whole, hit):
+        """All frames in front of and behind those that were hit are as they were."""
+        self.assertProven(video)
+        (raw,) = [each for name, each in self.unwrap(video, "--raw").items() if Path(name).stem == "CLIP"]
+        size = 0
+        for number in range(self.FRAMES):
+            unit = aligned(access_unit(number))
+            if number not in hit:
+                self.assertSameBytes(unit, raw[size:size + len(unit)], number)
+            size += len(unit)
+
+    def test_a_damaged_head_costs_no_frame_behind_it(self):
+        video, whole = self.damaged_clip(lambda content: group_starts(content)[1] - 50, 300)
+        clip = self.salvage(video, "--in-place")
+        self.assertBalanced(clip)
+        self.assertEqual((self.FRAMES, 0), (clip["files"][0]["frames_kept"], clip["files"][0]["lost_size"]))
+        self.assertIn("damaged parts of 2 groups of frames", clip["files"][0]["rebuilt"])
+        self.assertKept(video, whole, {GROUP})
+        self.assertEqual("complete", self.salvage(video, "--in-place", status=DONE)["outcome"])
+
+    def test_a_header_that_is_gone_is_made_of_what_the_pictures_tell(self):
+        video, whole = self.damaged_clip(lambda content: 0, HEADER)
+        clip = self.salvage(video, status=DONE)
+        self.assertBalanced(clip)
+        file = clip["files"][0]
+        self.assertEqual(("essence", self.FRAMES, 0), (file["format_from"], file["frames_kept"], file["lost_size"]))
+        self.assertTrue(clip["new_material_umid"])
+        salvaged = video.parent / "CLIP.salvaged" / "CLIP.mxf"
+        self.assertKept(salvaged, whole, set())
+        self.assertSameBytes(whole[HEADER:group_starts(whole)[-1]], salvaged.read_bytes()[HEADER:group_starts(whole)[-1]])
+
+    def test_a_group_that_is_gone_is_lost_alone_and_cannot_be_taken_out_in_place(self):
+        video, whole = self.damaged_clip(lambda content: 0, 0)
+        starts = group_starts(whole)
+        with open(video, "r+b") as file:
+            file.seek(starts[0])
+            file.write(bytes(starts[1] - starts[0]))
+        before = video.read_bytes()
+        self.refused(USAGE, "without --in-place", "salvage", video, "--in-place")
+        self.assertEqual(before, video.read_bytes())
+        clip = self.salvage(video)
+        self.assertBalanced(clip)
+        self.assertEqual((self.FRAMES - GROUP, starts[1] - starts[0]),
+                         (clip["files"][0]["frames_kept"], clip["files"][0]["lost_size"]))
+        self.assertProven(video.parent / "CLIP.salvaged" / "CLIP.mxf")
+
+
+class CostTest(SalvageCase):
+    def test_what_the_library_reads_and_writes_is_counted(self):
+        video = self.dv_clip(frames=60, channels=0)
+        cut(video, ATOM_HEADER + 59 * DV25 + 5)
+        line = self.run_kmxf("salvage", video, "--in-place", "--stats").stderr
+        read, wrote = (int(line.split(word)[1].split(" bytes")[0].replace(" ", "")) for word in ("read ", "wrote "))
+        self.assertGreater(read, 4 << 20, "the tail is looked at")
+        self.assertLess(read, 3 * (4 << 20))
+        self.assertGreaterEqual(wrote, ATOM_HEADER)
+        self.assertLess(wrote, 2 * ATOM_HEADER)
+
+    def test_several_files_that_are_cut_off_are_watched_together(self):
+        video = self.dv_clip(frames=2, channels=8)
+        for file in video.parent.glob("*.mxf"):
+            cut(file, file.stat().st_size - 300)
+        start = time.monotonic()
+        self.run_kmxf("info", video)
+        self.assertLess(time.monotonic() - start, 2.5, "not 0.4 s for each of 9")
+
+
 class KilledWriterTest(SalvageCase):
     def kill_wrap(self, folder, feed, moment, *options):
         writer = subprocess.Popen([PROGRAM, "wrap", "--video", "-", *map(str, options), "-o", str(folder), "--name",
@@ -296,6 +379,8 @@ class KilledWriterTest(SalvageCase):
                 video = next((path for path in files if path.name.startswith(".CLIP.mxf")), None)
                 if video is None or video.stat().st_size < ATOM_HEADER + DV25:
                     continue
+                listed = json.loads(self.run_kmxf("info", folder, "--json").stdout)
+                self.assertIn(str(video), json.dumps(listed), "it is found under its working name")
                 there = (video.stat().st_size - ATOM_HEADER) // DV25
                 document = json.loads(self.run_kmxf("salvage", folder, "--json").stdout)["salvage"]
                 self.assertBalanced(document)

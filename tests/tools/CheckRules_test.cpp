@@ -364,6 +364,8 @@ static const std::vector<BadFile> kFiles = {
  {"OB-005 164856: expected 48 frames in front, found 60 frames"}},
 {"OB-006", [] { return One(Resized(Op1b(), Last(Op1b(), "AVCLongGOPElement"), -1)); },
  {"OB-006 550332: expected a multiple of 4 bytes, found 7 bytes"}},
+{"OB-006", [] { return One(Resized(Op1b(), Last(Op1b(), "AVCLongGOPElement"), -2)); },
+ {"OB-006 550332: expected a multiple of 4 bytes, found 6 bytes"}},
 {"OB-007", [] { const Bytes file = Op1b(); const auto packets = Walk(file);
                 size_t last = packets.size();
                 while (packets[--last].name != "ANCElement") {}

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "kmxf/core/Status.h"
+#include "reader/FailingAllocation.h"
 #include "reader/HeaderFixture.h"
 #include "support/FaultyStream.h"
 #include "support/Hex.h"
@@ -206,6 +207,8 @@ protected:
                 const auto lines = log.Lines();
                 if (call == 1) {
                     EXPECT_EQ(lines, openLines);
+                } else if (call <= 3) {
+                    EXPECT_THAT(lines, ElementsAre(operation + ": Allocate Error.")) << call;
                 } else if (call <= 5) {
                     EXPECT_THAT(lines, ElementsAre(operation + ": Read Error.")) << call;
                 } else if (call <= 8) {
@@ -213,7 +216,8 @@ protected:
                 } else {
                     EXPECT_THAT(lines, IsEmpty()) << "the bytes are on the medium";
                 }
-                EXPECT_EQ(status, call < kCalls ? kStatusIoError : kStatusOk) << call;
+                const bool memory = call == 2 || call == 3;
+                EXPECT_EQ(status, memory ? kStatusNoMemory : call < kCalls ? kStatusIoError : kStatusOk) << call;
                 // The write may have got as far as it did, but whatever is in the file is old or new.
                 if (call <= 6) {
                     EXPECT_TRUE(SameBytes(bytes, stream.Bytes())) << call;
@@ -235,6 +239,18 @@ protected:
         slow.CompleteAsynchronously(std::chrono::milliseconds(20));
         EXPECT_EQ(Run(edit, slow), kStatusOk);
         EXPECT_TRUE(SameBytes(edited, slow.Bytes()));
+    }
+
+    // There is no memory for the value of an item, and then none for the set, while the clip is edited.
+    void ExpectMissingMemoryReported(const Edit& edit, size_t valueSize, size_t setSize, const std::string& line) {
+        for (const auto& [by, size] :
+             {std::pair{FailingAllocation::By::kNew, valueSize}, std::pair{FailingAllocation::By::kMalloc, setSize}}) {
+            const auto bytes = Clip().Bytes();
+            const FailingAllocation none(by, size);
+            ExpectRefused(edit, bytes, line, kStatusNoMemory);
+        }
+        FaultyStream stream(Clip().Bytes());
+        EXPECT_EQ(Run(edit, stream), kStatusOk);
     }
 
     LogRecorder log;
@@ -562,6 +578,11 @@ TEST_F(ModifyMXFHeaderData, ModifyXMLDataReportsEveryFailureOfTheStreamButOpenBy
                                "CModifyMXFHeaderData::ModifyXMLData");
 }
 
+TEST_F(ModifyMXFHeaderData, ModifyXMLDataReportsMissingMemory) {
+    ExpectMissingMemoryReported(XML(Pattern(5003, 9)), 5003, 5003 + 49,
+                                "CModifyMXFHeaderData::ModifyXMLData: Allocate Error.");
+}
+
 // --- thumbnail ---
 
 constexpr const char* kThumbnailNotFound = "CModifyMXFHeaderData::ModifyThumbnailData: GetKeyParam Error.";
@@ -697,6 +718,12 @@ TEST_F(ModifyMXFHeaderData, ModifyThumbnailDataReportsEveryFailureOfTheStreamBut
     ASSERT_EQ(Run(edit, stream), kStatusOk);
     ExpectEveryFailureReported(edit, ClipWithPicture(2), stream.Bytes(), {},
                                "CModifyMXFHeaderData::ModifyThumbnailData");
+}
+
+TEST_F(ModifyMXFHeaderData, ModifyThumbnailDataReportsMissingMemory) {
+    // The old picture is as large, and read first.
+    ExpectMissingMemoryReported(Thumbnail(Pattern(10854, 9), 5), 10854, 10854 + 61,
+                                "CModifyMXFHeaderData::ModifyThumbnailData: Allocate Error.");
 }
 
 // --- durations of an OP-Atom header in memory ---

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "kmxf/core/Status.h"
+#include "reader/FailingAllocation.h"
 #include "reader/HeaderFixture.h"
 #include "support/FaultyStream.h"
 #include "support/Hex.h"
@@ -90,6 +91,20 @@ TEST_F(ModifyMXFHeader, WritesTheShotUMIDOverThePackageUIDAndNothingElse) {
                             "GetPieceAllocator", "Allocate 32768", "Seek 0 0", "Read 32768",  // the look-up
                             "GetPieceAllocator", "Allocate 32", "Seek 196 0", "Write 32 tag 0", "DataSync", "Close"));
     EXPECT_THAT(log.Lines(), IsEmpty());
+}
+
+TEST_F(ModifyMXFHeader, ReportsMissingMemoryAndClosesTheFile) {
+    const auto bytes = FileWith(MaterialPackage());
+    FaultyStream stream(bytes);
+    log.Clear();
+    {
+        const FailingAllocation none(FailingAllocation::By::kNew, sizeof(MXFUMIDTag));  // the piece's bytes
+        EXPECT_EQ(editor.Save(&stream), kStatusNoMemory);
+    }
+    EXPECT_FALSE(editor.IsOpened());
+    EXPECT_FALSE(stream.IsOpened());
+    EXPECT_TRUE(SameBytes(bytes, stream.Bytes()));
+    EXPECT_THAT(log.Lines(), ElementsAre("CModifyMXFHeader::Save: Save Error"));
 }
 
 TEST_F(ModifyMXFHeader, EditsAFileOnDisk) {

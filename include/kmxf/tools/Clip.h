@@ -167,8 +167,9 @@ using OpenByteSource = std::function<std::unique_ptr<IByteSource>(const std::str
 // not by their names; OP-Atom files without one, as of a recording that was cut off, by the folder and the names
 // NAME.mxf and NAMEcc.mxf.
 //
-// Files of a folder that cannot be read are passed to `report`. Throws ClipError when a file that was named cannot be
-// read, or when a folder has no other.
+// All files that are cut off are watched together. In a folder without other MXF files, those count that a writer has
+// left under their working names (".NAME.mxf.part123"). Files of a folder that cannot be read are passed to `report`.
+// Throws ClipError when a file that was named cannot be read, or when a folder has no other.
 KMXF_API std::vector<Clip> FindClips(std::span<const std::string> paths, bool only, const OpenByteSource& open,
                                      const std::function<void(const ClipError&)>& report);
 

@@ -41,7 +41,8 @@ public:
     // Forgets the clip before and reads the video file, then each sound file; none is a clip too. Returns 0, or the
     // failure of the first file that fails, with everything forgotten and a message logged: always kStatusIoError for
     // the video file; for a sound file kStatusIoError (it cannot be opened or ends too early), kStatusFailure (a value
-    // is missing), kStatusInvalidArgument (no partition pack, or a value too long), kStatusNoMemory (no primer).
+    // is missing), kStatusInvalidArgument (no partition pack, or a value too long), kStatusNoMemory (no primer). No
+    // memory for either is kStatusNoMemory.
     //
     // A file may have no descriptive metadata; all of its texts are then "". A video file of DV without a whole DIF
     // unit fails.

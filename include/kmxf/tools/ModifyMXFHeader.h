@@ -28,7 +28,7 @@ public:
     //
     // Returns 0; kStatusInvalidArgument for a null stream; the status of Open when the header cannot be read;
     // kStatusFailure when the file is not OP-Atom or its Material Package has no PackageUID of 32 bytes; kStatusIoError
-    // when the UMID cannot be written. The file is closed in any case.
+    // when the UMID cannot be written; kStatusNoMemory. The file is closed in any case.
     int32_t Save(IStreamFileIO* stream);
 
 private:

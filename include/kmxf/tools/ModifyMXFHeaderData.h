@@ -14,7 +14,8 @@ namespace kmxf {
 // Files come from CFileIOMain, as streams opened with kOpenReadWrite, and are closed when an operation returns. All
 // operations return 0; kStatusInvalidArgument (null pointer, wrong length) before the file is opened; kStatusIoError
 // when the file cannot be opened, is shorter than what is read, or a read or write fails; kStatusFailure when what is
-// to be changed is not there or does not fit. After a failure other than that of the write the file is unchanged.
+// to be changed is not there or does not fit; kStatusNoMemory. After a failure other than that of the write the file is
+// unchanged.
 class KMXF_API CModifyMXFHeaderData {
 public:
     CModifyMXFHeaderData();

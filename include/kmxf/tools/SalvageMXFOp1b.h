@@ -15,13 +15,15 @@ namespace kmxf {
 struct SalvagedClip;
 
 // Repairs an OP-1b clip file (SMPTE ST 391) whose recording was cut off, in place and on a thread of its own. It keeps
-// the groups of frames that are whole, with their ANC elements, sound and index; header, footer and random index are
-// written anew, and the file is cut behind them. Format, UMID, names, dates, timecode, descriptive metadata, XML and
-// thumbnail are those of the old header.
+// the groups of frames in front of the first one that is not whole. A whole group has the ANC elements, the sound and
+// the index of its frames, none more and none less. Header, footer and random index are written anew, and the file is
+// cut behind them. Format, UMID, names, dates, timecode, descriptive metadata, XML and thumbnail are those of the old
+// header.
 //
-// Nothing is written before everything that is to be written has been made; a run that fails or is cancelled until
-// then leaves the file as it is. Files come from CFileIOMain; cutting is done by name in the local file system. Every
-// failure is logged.
+// A stream that fails to read, or reads less than the file has, fails the run: what is behind that place may be good.
+// Nothing is written before everything that is to be written has been made and has its memory; a run that fails or is
+// cancelled until then leaves the file as it is. Files come from CFileIOMain; cutting is done by name in the local file
+// system. Every failure is logged.
 class KMXF_API CSalvageMXFOp1b {
 public:
     CSalvageMXFOp1b();
@@ -30,7 +32,7 @@ public:
     // Cancels a run and waits for its end; on the run's own thread it does not wait.
     virtual ~CSalvageMXFOp1b();
 
-    // The file of the next run and of IsCompletedFile. False for null and for an empty name.
+    // The file of the next run and of IsCompletedFile. False for null, for an empty name, and without memory for it.
     bool SetFilename(const char* fileName);
 
     // Starts a run and returns 0 after a second, or when the run has finished before. `notify` is called on the run's
@@ -38,8 +40,8 @@ public:
     // kSalvageFinished, with kSalvageCompleted, kSalvageCancelled or kSalvageFailed. Until that call has returned
     // `notify` must live, and the run goes on.
     //
-    // kStatusInvalidArgument: null pointer. kStatusWrongState: a run is going on. Throws ThreadException when no thread
-    // can be started.
+    // kStatusInvalidArgument: null pointer. kStatusWrongState: a run is going on. kStatusNoMemory: none for the run.
+    // Throws ThreadException when no thread can be started, or its starter throws.
     int32_t Salvage(ISalvageMXFNotify* notify);
 
     // Ends a run as soon as possible, from any thread; without a run it does nothing. Once writing has begun it is too

@@ -13,6 +13,7 @@
 #include "kmxf/structures/DescriptiveMetadata.h"
 #include "kmxf/structures/IndexCommon.h"
 #include "kmxf/tools/Check.h"
+#include "kmxf/tools/Clip.h"
 
 // Makes valid files of a recording that was cut off, all files of a clip together and in steps: a scan that only reads
 // gives a plan, which says what would be kept, lost and rebuilt; carrying it out writes, and proves what it wrote.
@@ -24,6 +25,9 @@ struct SalvageChoice {
     std::optional<uint32_t> compType{};        // of the pictures
     std::optional<uint16_t> bytesPerSample{};  // of the sound, 2 or 3
     bool trustTail = false;                    // frames at the end count as whole when all their bytes are there
+    // The format of AVC Long-GOP pictures, told by themselves: asked when no header tells it. `pictures` are the first
+    // ones of a clip as they are stored, one behind the other.
+    std::function<std::optional<ClipPictureFormat>(std::span<const uint8_t> pictures)> lookAtPictures{};
 };
 
 // The index entries of the last `count` pictures (SMPTE ST 377-1, 11.2.3; stream offsets are not looked at), told by
@@ -66,8 +70,9 @@ struct SalvagedFile {
     bool wide = false;
     uint16_t bytesPerSample = 0;
     uint32_t samplesPerSec = 0;
-    uint32_t channel = 0;   // OP-Atom: which track of its kind the file holds, from 0
-    uint32_t channels = 0;  // of sound in the file
+    uint32_t channel = 0;       // OP-Atom: which track of its kind the file holds, from 0
+    uint32_t channels = 0;      // of sound in the file
+    bool playerLayout = false;  // OP-1b
 
     int64_t framesFound = 0;    // in the file, whole or not
     int64_t framesKept = 0;     // of these
@@ -80,6 +85,7 @@ struct SalvagedFile {
     uint64_t cutSize = 0;              // of the losses: sound beyond the last picture, and frames beyond the common end
     uint64_t silenceSize = 0;          // bytes of silence that are added at the end of the sound
     std::vector<std::string> rebuilt;  // what is made anew, in words
+    bool moves = false;                // some of what is kept comes to lie elsewhere: not to be done in place
 
     MXFUMIDTag umid;             // of the file package
     uint64_t lastFrameHash = 0;  // of the last frame kept
@@ -120,7 +126,9 @@ KMXF_API std::vector<std::string> FindSalvageFiles(const std::string& path);
 // Looks at the files of one clip, and opens them for reading only. A file that cannot be opened, or of which nothing
 // can be kept, is given up and says why; the others are salvaged without it. Frames count as whole by their structure:
 // DV by the ids of all DIF blocks (SMPTE ST 314), AVC-Intra by its slices; of these the last 4 MiB are looked at, or
-// more back to the last whole frame. A bad frame in front of a whole one is kept.
+// more back to the last whole frame. A bad frame in front of a whole one is kept. Of an OP-1b clip every group of
+// frames is kept that can be told apart, whatever is damaged in front of it, and its packs, heads and tables are
+// mended.
 KMXF_API SalvagePlan ScanForSalvage(const std::vector<std::string>& paths, const SalvageChoice& choice = {},
                                     const SalvageIndexer& indexer = {});
 
@@ -128,13 +136,15 @@ KMXF_API SalvagePlan ScanForSalvage(const std::vector<std::string>& paths, const
 struct SalvageResult {
     bool done = false;
     std::string failure;                 // what went wrong, when it is not done
+    std::vector<std::string> notes;      // what the plan could not know, in words
     std::vector<CheckFinding> findings;  // of a check of the written files, numbered as in the plan
     bool IsProven() const { return done && findings.empty(); }
 };
 
 // Carries a plan out: `targets` names a file for each of the plan's, the file itself to mend it in place. Any other is
 // written as a copy, files that are left alone too; it must not exist. Files that are given up have none, and their
-// names are not looked at. Afterwards all files are checked and their last frames read.
+// names are not looked at. Nothing is written when a name is too long for a reader (255 bytes), or when a file that is
+// to be mended in place has to be moved within. Afterwards all files are checked and their last frames read.
 KMXF_API SalvageResult CarryOutSalvage(const SalvagePlan& plan, const std::vector<std::string>& targets,
                                        const SalvageIndexer& indexer = {});
 

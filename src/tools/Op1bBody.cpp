@@ -1,0 +1,524 @@
+#include "tools/Op1bBody.h"
+
+#include <algorithm>
+#include <functional>
+#include <span>
+
+#include "core/KLVPacket.h"
+#include "core/Labels.h"
+#include "core/Layout.h"
+#include "kmxf/core/Status.h"
+#include "kmxf/core/VideoStandard.h"
+#include "kmxf/structures/Partition.h"
+#include "tools/Op1bScan.h"
+
+namespace kmxf {
+
+namespace {
+
+constexpr uint64_t kHeaderSize = kOp1bHeaderSize;
+constexpr uint32_t kSamplesPerSec = 48000;
+constexpr uint64_t kMostPictures = 512 << 20;  // that are shown to the indexer
+constexpr uint64_t kFirstGroup = 256 << 20;    // in which the first group ends
+constexpr uint64_t kWindow = 1 << 20;
+constexpr uint64_t kMostPack = 1024;
+constexpr uint32_t kMostSegment = 131072;
+constexpr uint32_t kPictureSID = 1, kFirstSoundSID = 3;
+constexpr uint32_t kPictureIndexSID = 101, kFirstSoundIndexSID = 103;
+constexpr size_t kPackKind = 13;  // in the key of a partition pack
+constexpr uint8_t kBodyPack = 3, kFooterPack = 4;
+
+const char* const kUnfinished = "a group of frames that was being written";
+const char* const kUntold = "a damaged group of frames, which cannot be told apart";
+
+// Where `wanted` says yes first, of the places from `from` on at which a key of SMPTE begins; nothing in front of
+// `limit`: `limit`.
+uint64_t FindKey(SalvageInput& source, uint64_t from, uint64_t limit, const std::function<bool(uint64_t)>& wanted) {
+    constexpr uint8_t kBegin[] = {0x06, 0x0E, 0x2B, 0x34};
+    limit = std::min(limit, source.GetSize());
+    while (from < limit) {
+        const auto bytes = source.Copy(from, std::min(kWindow, limit - from));
+        for (auto at = bytes.begin(); (at = std::search(at, bytes.end(), kBegin, kBegin + 4)) != bytes.end(); ++at) {
+            const uint64_t place = from + static_cast<uint64_t>(at - bytes.begin());
+            if (wanted(place)) return place;
+        }
+        if (bytes.size() < kWindow) break;  // also where it cannot be read
+        from += kWindow - 3;
+    }
+    return limit;
+}
+
+// The pack of a body partition that names this place as its own.
+std::optional<CPartition> PackAt(SalvageInput& source, uint64_t place) {
+    const auto bytes = source.Copy(place, kMostPack);
+    CPartition pack;
+    const bool good = pack.SetData(bytes.data(), static_cast<uint32_t>(bytes.size())) == kStatusOk &&
+                      pack.GetKey().bytes[kPackKind] == kBodyPack && std::cmp_equal(pack.GetThisPartition(), place);
+    return good ? std::optional(std::move(pack)) : std::nullopt;
+}
+
+std::optional<Op1bElement> PictureAt(SalvageInput& source, uint64_t place, uint64_t limit) {
+    const auto head = ReadKLVHead(source.Copy(place, 25));
+    if (!head || head->key != kAVCLongGOPElementKey || head->length % 4 != 0) return std::nullopt;
+    const uint64_t offset = place + head->size;
+    if (offset > limit || head->length > limit - offset) return std::nullopt;
+    return Op1bElement{place, offset, head->length};
+}
+
+std::optional<CIndexCommon> SegmentBehind(SalvageInput& source, uint64_t place, const CPartition& pack) {
+    const auto count = std::clamp<int64_t>(pack.GetIndexByteCount(), 0, kMostSegment);
+    const auto bytes = source.Copy(place + pack.GetLength(), static_cast<uint64_t>(count));
+    CIndexCommon segment(0, 0, 0, 0);
+    if (segment.SetData(bytes.data(), static_cast<uint32_t>(bytes.size())) != kStatusOk) return std::nullopt;
+    return segment;
+}
+
+std::vector<MXFINDEXENTRYTag> EntriesOf(const CIndexCommon& segment) {
+    std::vector<MXFINDEXENTRYTag> entries;
+    MXFINDEXENTRYTag entry;
+    for (uint32_t i = 0; segment.GetIndexEntry(i, &entry) == kStatusOk; ++i) entries.push_back(entry);
+    return entries;
+}
+
+// The pictures from `at` on as they stand behind each other. Where a head is damaged, the picture ends at the next head
+// that is whole, or at the pack behind the pictures.
+struct Walked {
+    std::vector<Op1bElement> pictures;
+    std::vector<size_t> guessed;  // which have a damaged head
+    uint64_t end = 0;
+};
+Walked Walk(SalvageInput& source, uint64_t at, uint64_t limit, bool upToLimit) {
+    Walked walked;
+    while (at < limit) {
+        if (const auto picture = PictureAt(source, at, limit)) {
+            walked.pictures.push_back(*picture);
+            at = picture->offset + picture->size;
+            continue;
+        }
+        if (!upToLimit && PackAt(source, at)) break;
+        uint64_t next = FindKey(source, at + kKLVHeadSize, limit, [&](uint64_t place) {
+            return PictureAt(source, place, limit) || PackAt(source, place);
+        });
+        if (next == limit && !upToLimit) break;
+        if (next - at < kKLVHeadSize) break;
+        walked.guessed.push_back(walked.pictures.size());
+        walked.pictures.push_back({at, at + kKLVHeadSize, next - at - kKLVHeadSize});
+        at = next;
+    }
+    walked.end = at;
+    return walked;
+}
+
+// Makes of the pictures with damaged heads so many that there are `count` in all: how they were divided can't be told,
+// and nothing in them is whole.
+bool Divide(Walked& walked, size_t count) {
+    if (walked.pictures.size() == count) return true;
+    if (walked.pictures.size() > count || walked.guessed.empty()) return false;
+    const size_t parts = count - walked.pictures.size() + 1;
+    const auto size = [&](size_t number) { return walked.pictures[number].size + kKLVHeadSize; };
+    const size_t largest = *std::ranges::max_element(walked.guessed, {}, size);
+    const uint64_t whole = size(largest), part = whole / parts / 4 * 4;
+    if (part < kKLVHeadSize) return false;
+    std::vector<Op1bElement> divided;
+    for (size_t i = 0; i < parts; ++i) {
+        const uint64_t start = walked.pictures[largest].start + i * part;
+        const uint64_t end = i + 1 == parts ? walked.pictures[largest].start + whole : start + part;
+        divided.push_back({start, start + kKLVHeadSize, end - start - kKLVHeadSize});
+    }
+    const auto place = walked.pictures.erase(walked.pictures.begin() + static_cast<std::ptrdiff_t>(largest));
+    walked.pictures.insert(place, divided.begin(), divided.end());
+    return true;
+}
+
+class BodyReader {
+public:
+    BodyReader(const std::string& path, const Op1bFormat& format, const SalvageIndexer& indexer)
+        : path_(path), format_(format), indexer_(indexer), source_(path), groups_(format, source_, kHeaderSize) {}
+
+    Op1bBody Read();
+
+private:
+    // A group that a walk by keys and lengths does not find whole.
+    struct Resolved {
+        Op1bContent content;
+        uint64_t picturesEnd = 0, end = 0;  // `end` as it is when nothing of it is missing
+        bool indexed = false;
+    };
+
+    uint32_t GroupFrames() const { return groupFrames_.value_or(VideoStandardToPartitionFrame(format_.videoStd)); }
+    uint64_t SoundBytes(int64_t frames) const;
+    uint64_t PackSize() const { return packSize_; }
+
+    bool Take(const Op1bGroup& group);
+    bool TakeResolved(Resolved& resolved, uint64_t limit, bool last);
+    void TakeTail(Resolved& resolved);
+    void Lose(uint64_t from, uint64_t to, const char* why);
+    void Append(std::vector<Op1bPiece> pieces);
+    void Account(const Op1bContent& content, uint64_t end, const std::vector<Op1bPiece>& pieces, uint64_t lost);
+
+    std::optional<Resolved> Resolve(uint64_t start, uint64_t limit, bool last);
+    std::optional<Resolved> ByIndex(uint64_t start, uint64_t limit);
+    void Place(Resolved& resolved) const;
+    void NoteEntries(const std::vector<MXFINDEXENTRYTag>& entries);
+    std::vector<MXFINDEXENTRYTag> EntriesFor(const std::vector<Op1bElement>& pictures);
+
+    const std::string path_;
+    const Op1bFormat& format_;
+    const SalvageIndexer& indexer_;
+    FactoryStream file_;
+    SalvageInput source_;
+    Op1bGroupBuilder groups_;
+    uint64_t packSize_ = 0;
+    std::optional<uint32_t> groupFrames_;
+    int64_t framesBefore_ = 0;               // in the old file
+    std::vector<Op1bElement> before_;        // pictures of the group in front
+    std::vector<MXFINDEXENTRYTag> pattern_;  // entries of a whole group
+    int64_t mended_ = 0, borrowed_ = 0;      // groups
+    bool tail_ = false, moved_ = false;
+    Op1bBody body_;
+};
+
+Op1bBody BodyReader::Read() {
+    if (!source_.IsOpened() || !file_.Open(path_.c_str(), kOpenRead)) {
+        body_.failure = "it cannot be opened";
+        return std::move(body_);
+    }
+    const uint64_t size = source_.GetSize();
+    packSize_ = SizesOf(format_, 0, 0).pack;
+    body_.end = kHeaderSize;
+    uint64_t at = kHeaderSize;
+    while (at < size) {
+        Op1bScan scan(*file_.get(), file_.Allocator(), at, size,
+                      {format_.videoStd, format_.channels, format_.bytesPerSample});
+        Op1bGroup group;
+        const bool found = scan.Next(group) == Op1bScan::Found::kGroup;
+        if (found && group.frames > GroupFrames()) break;
+        if (found) {
+            if (!Take(group)) break;
+            at = group.end;
+            // Frames are found by the length of the first group, so behind a shorter one there is none.
+            if (group.frames < GroupFrames()) break;
+            continue;
+        }
+        Op1bGroup next;
+        const bool last = !scan.FindNextGroup();
+        if (!last && scan.Next(next) == Op1bScan::Found::kGroup && pattern_.empty())
+            NoteEntries(EntriesOf(next.index.front()));
+        const uint64_t limit = last ? size : next.start;
+        auto resolved = Resolve(at, limit, last);
+        if (resolved && TakeResolved(*resolved, limit, last)) {
+            at = last && resolved->end > size ? size : resolved->end;
+            continue;
+        }
+        if (last) break;
+        Lose(at, limit, kUntold);
+        const int64_t frames = next.index.empty() ? 0 : next.index.front().GetStartPosition() - framesBefore_;
+        const bool told = frames > 0 && frames <= static_cast<int64_t>((limit - at) / kKLVHeadSize);
+        framesBefore_ += told ? frames : GroupFrames();
+        body_.framesFound += told ? frames : GroupFrames();
+        moved_ = true;
+        before_.clear();
+        at = limit;
+    }
+    // What can stand there is a footer that did not come to its end; a pack tells of its kind with its 14th byte.
+    const auto rest = source_.Copy(at, sizeof(MXFKEYTag));
+    const bool footer =
+        std::equal(rest.begin(), rest.begin() + static_cast<std::ptrdiff_t>(std::min(rest.size(), kPackKind)),
+                   kPartitionPackKey.bytes) &&
+        (rest.size() <= kPackKind || rest[kPackKind] == kFooterPack);
+    if (footer) {
+        body_.rebuiltSize += size - std::min(at, size);
+    } else if (at < size) {
+        Lose(at, size, kUnfinished);
+    }
+    if (mended_ > 0) body_.rebuilt.push_back("damaged parts of " + std::to_string(mended_) + " groups of frames");
+    if (borrowed_ > 0)
+        body_.rebuilt.push_back("the index of " + std::to_string(borrowed_) + " groups after that of another");
+    if (tail_) body_.rebuilt.emplace_back("the tables of the last group of frames");
+    if (moved_ && body_.moves) body_.rebuilt.emplace_back("the tables of the groups behind a lost one");
+    return std::move(body_);
+}
+
+uint64_t BodyReader::SoundBytes(int64_t frames) const {
+    return static_cast<uint64_t>(DurationToAudioSample(format_.videoStd, framesBefore_ + frames, kSamplesPerSec) -
+                                 DurationToAudioSample(format_.videoStd, framesBefore_, kSamplesPerSec)) *
+           format_.bytesPerSample;
+}
+
+void BodyReader::Lose(uint64_t from, uint64_t to, const char* why) {
+    if (from < to) body_.losses.push_back({from, to - from, why});
+}
+
+void BodyReader::Append(std::vector<Op1bPiece> pieces) {
+    for (Op1bPiece& piece : pieces) {
+        body_.moves = body_.moves || (piece.made.empty() && piece.from != body_.end);
+        body_.end += piece.size;
+        const bool joins = !body_.pieces.empty() && piece.made.empty() && body_.pieces.back().made.empty() &&
+                           body_.pieces.back().from + body_.pieces.back().size == piece.from;
+        if (joins) {
+            body_.pieces.back().size += piece.size;
+        } else {
+            body_.pieces.push_back(std::move(piece));
+        }
+    }
+}
+
+// Of a group's bytes up to `end`, what is not kept nor lost is made anew.
+void BodyReader::Account(const Op1bContent& content, uint64_t end, const std::vector<Op1bPiece>& pieces,
+                         uint64_t lost) {
+    uint64_t kept = 0;
+    for (const Op1bPiece& piece : pieces) kept += piece.old ? piece.size : 0;
+    body_.keptSize += kept;
+    body_.rebuiltSize += end - content.start - kept - lost;
+    const auto frames = static_cast<int64_t>(content.pictures.size());
+    body_.framesKept += frames;
+    body_.lastPicture = content.pictures.back();
+}
+
+void BodyReader::NoteEntries(const std::vector<MXFINDEXENTRYTag>& entries) { pattern_ = entries; }
+
+// A whole one. It stays as it is where it is of another layout than ours, unless it has to move.
+bool BodyReader::Take(const Op1bGroup& group) {
+    groupFrames_ = groupFrames_.value_or(group.frames);
+    Op1bContent content{group.start, group.pictures, EntriesOf(group.index.front()), 0, {}, 0};
+    content.ancAt = group.partitions[2].offset + packSize_;
+    for (const Op1bElement& sound : group.sounds) {
+        content.soundAt.push_back(sound.offset);
+        content.soundSize = sound.size;
+    }
+    NoteEntries(content.entries);
+    const uint64_t start = groups_.End();
+    auto pieces = groups_.Add(content, false, body_.framesDamaged);
+    if (!pieces) return false;
+    if (start == group.start && groups_.End() != group.end) {
+        groups_.Keep(group.end, group.partitions.back());
+        pieces = std::vector<Op1bPiece>{{group.start, group.end - group.start, {}, true}};
+    }
+    if (start == group.start && std::ranges::any_of(*pieces, [](const Op1bPiece& piece) { return !piece.old; }))
+        ++mended_;
+    Account(content, group.end, *pieces, 0);
+    body_.framesFound += group.frames;
+    framesBefore_ += group.frames;
+    before_ = group.pictures;
+    Append(std::move(*pieces));
+    return true;
+}
+
+// By the index of its pictures: that tells where each of them begins.
+std::optional<BodyReader::Resolved> BodyReader::ByIndex(uint64_t start, uint64_t limit) {
+    const uint64_t first = start + packSize_;
+    std::optional<CIndexCommon> segment;
+    const uint64_t place = FindKey(source_, first, limit, [&](uint64_t at) {
+        const auto pack = PackAt(source_, at);
+        if (!pack || pack->GetIndexSID() != kPictureIndexSID) return false;
+        segment = SegmentBehind(source_, at, *pack);
+        return true;
+    });
+    if (place >= limit) return std::nullopt;
+    Resolved resolved;
+    resolved.content.start = start;
+    resolved.picturesEnd = place;
+    if (segment) resolved.content.entries = EntriesOf(*segment);
+    auto& entries = resolved.content.entries;
+    auto& pictures = resolved.content.pictures;
+    if (entries.size() > GroupFrames()) entries.clear();
+    for (size_t i = 0; i < entries.size(); ++i) {
+        const uint64_t from = first + (entries[i].streamOffset - entries.front().streamOffset);
+        const uint64_t to =
+            i + 1 < entries.size() ? first + (entries[i + 1].streamOffset - entries.front().streamOffset) : place;
+        if (from < first || to > place || to < from || to - from < kKLVHeadSize || (to - from) % 4 != 0) {
+            entries.clear();
+            pictures.clear();
+            break;
+        }
+        const auto there = PictureAt(source_, from, place);
+        const bool whole = there && there->offset + there->size == to;
+        pictures.push_back(whole ? *there : Op1bElement{from, from + kKLVHeadSize, to - from - kKLVHeadSize});
+    }
+    resolved.indexed = !entries.empty();
+    return resolved;
+}
+
+// Sets the places behind the pictures.
+void BodyReader::Place(Resolved& resolved) const {
+    const auto frames = static_cast<uint32_t>(resolved.content.pictures.size());
+    const Op1bGroupSizes sizes = SizesOf(format_, frames, SoundBytes(frames));
+    resolved.content.ancAt = resolved.picturesEnd + sizes.Anc();
+    resolved.content.soundSize = sizes.sound;
+    resolved.content.soundAt.clear();
+    for (uint32_t channel = 0; channel < format_.channels; ++channel)
+        resolved.content.soundAt.push_back(resolved.picturesEnd + sizes.Sound(channel));
+    resolved.end = resolved.picturesEnd + sizes.All(format_.channels);
+}
+
+std::optional<BodyReader::Resolved> BodyReader::Resolve(uint64_t start, uint64_t limit, bool last) {
+    const uint64_t first = start + packSize_;
+    if (first >= limit) return std::nullopt;
+    const uint32_t frames = GroupFrames();
+    const auto told = [&](Walked walked) {
+        Resolved resolved;
+        resolved.content.start = start;
+        resolved.content.pictures = std::move(walked.pictures);
+        resolved.picturesEnd = walked.end;
+        return resolved;
+    };
+    auto resolved = ByIndex(start, limit);
+    if (resolved && !resolved->indexed) {
+        // The place of the index alone tells where the pictures end.
+        Walked walked = Walk(source_, first, resolved->picturesEnd, true);
+        const bool whole = walked.end == resolved->picturesEnd && (last || Divide(walked, frames));
+        resolved = whole ? std::optional(told(std::move(walked))) : std::nullopt;
+    }
+    if (!resolved && !last) {
+        const uint64_t behind = SizesOf(format_, frames, SoundBytes(frames)).All(format_.channels);
+        if (limit - first > behind) {
+            Walked walked = Walk(source_, first, limit - behind, true);
+            if (walked.end == limit - behind && Divide(walked, frames)) resolved = told(std::move(walked));
+        }
+    }
+    if (!resolved) {
+        Walked walked = Walk(source_, first, limit, false);
+        if (walked.pictures.size() > frames) {
+            walked.pictures.resize(frames);
+            walked.end = walked.pictures.back().offset + walked.pictures.back().size;
+        }
+        if (walked.pictures.size() < frames && !last) return std::nullopt;
+        resolved = told(std::move(walked));
+    }
+    // Where no picture is whole there is nothing to keep.
+    const auto whole = [&](const Op1bElement& picture) {
+        const auto there = PictureAt(source_, picture.start, limit);
+        return there && there->size == picture.size;
+    };
+    if (std::ranges::none_of(resolved->content.pictures, whole)) return std::nullopt;
+    Place(*resolved);
+    return resolved;
+}
+
+// The pictures of the group in front come first: some of them are what the first ones here refer to. What damaged
+// pictures do not tell is as in another group.
+std::vector<MXFINDEXENTRYTag> BodyReader::EntriesFor(const std::vector<Op1bElement>& pictures) {
+    std::vector<MXFINDEXENTRYTag> entries;
+    std::vector<Op1bElement> elements = before_;
+    elements.insert(elements.end(), pictures.begin(), pictures.end());
+    uint64_t total = 0;
+    for (const Op1bElement& element : elements) total += element.size;
+    if (indexer_ && total <= kMostPictures) {
+        std::vector<uint8_t> bytes;
+        for (const Op1bElement& element : elements) {
+            const auto picture = source_.Copy(element.offset, element.size);
+            bytes.insert(bytes.end(), picture.begin(), picture.end());
+        }
+        entries = indexer_(bytes, pictures.size());
+    }
+    return entries.size() == pictures.size() ? entries : std::vector<MXFINDEXENTRYTag>();
+}
+
+bool BodyReader::TakeResolved(Resolved& resolved, uint64_t limit, bool last) {
+    Op1bContent& content = resolved.content;
+    const auto frames = static_cast<uint32_t>(content.pictures.size());
+    const bool complete = resolved.end <= limit;
+    if (!complete || (frames < GroupFrames() && !last)) {
+        if (!last) return false;
+        TakeTail(resolved);
+        return true;
+    }
+    if (content.entries.empty()) content.entries = EntriesFor(content.pictures);
+    if (content.entries.empty() && pattern_.size() >= frames) {
+        const auto front = std::span(pattern_).first(frames);
+        content.entries.assign(front.begin(), front.end());
+        ++borrowed_;
+    }
+    if (content.entries.empty()) return false;
+    groupFrames_ = groupFrames_.value_or(frames);
+    auto pieces = groups_.Add(content, false, body_.framesDamaged);
+    if (!pieces) return false;
+    ++mended_;
+    Account(content, resolved.end, *pieces, 0);
+    body_.framesFound += frames;
+    framesBefore_ += frames;
+    before_ = content.pictures;
+    Append(std::move(*pieces));
+    return true;
+}
+
+// The group that was being written: the frames of which every channel has the sound.
+void BodyReader::TakeTail(Resolved& resolved) {
+    Op1bContent& content = resolved.content;
+    const uint64_t size = source_.GetSize(), soundSize = content.soundSize;
+    const auto there = [&](uint32_t channel) {
+        const uint64_t at = std::min(content.soundAt[channel], size);
+        return std::min(soundSize, size - at);
+    };
+    auto frames = static_cast<uint32_t>(content.pictures.size());
+    body_.framesFound += frames;
+    resolved.end = size;
+    for (uint32_t channel = 0; channel < format_.channels; ++channel)
+        while (frames > 0 && SoundBytes(frames) > there(channel)) --frames;
+    content.pictures.resize(frames);
+    if (frames > 0 && content.entries.empty()) content.entries = EntriesFor(content.pictures);
+    // A clip of which no picture could be shown is none.
+    const auto shown = [](const MXFINDEXENTRYTag& entry) { return entry.temporalOffset < 1; };
+    if (frames == 0 || content.entries.size() < frames ||
+        (body_.framesKept == 0 && std::ranges::none_of(std::span(content.entries).first(frames), shown))) {
+        return Lose(content.start, size, kUnfinished);
+    }
+    content.soundSize = SoundBytes(frames);
+    auto pieces = groups_.Add(content, !moved_, body_.framesDamaged);
+    if (!pieces) return Lose(content.start, size, kUnfinished);
+    // Behind the last picture kept the others are lost, and behind its sound theirs; a picture that is not whole, too.
+    const size_t before = body_.losses.size();
+    const uint64_t keptEnd = content.pictures.back().offset + content.pictures.back().size;
+    Lose(keptEnd, resolved.indexed ? resolved.picturesEnd : (format_.channels == 0 ? size : resolved.picturesEnd),
+         kUnfinished);
+    for (uint32_t channel = 0; channel < format_.channels; ++channel)
+        Lose(content.soundAt[channel] + content.soundSize, content.soundAt[channel] + there(channel), kUnfinished);
+    uint64_t lost = 0;
+    for (size_t i = before; i < body_.losses.size(); ++i) lost += body_.losses[i].size;
+    tail_ = true;
+    Account(content, size, *pieces, lost);
+    framesBefore_ += frames;
+    Append(std::move(*pieces));
+}
+
+}  // namespace
+
+Op1bBody ReadOp1bBody(const std::string& path, const Op1bFormat& format, const SalvageIndexer& indexer) {
+    return BodyReader(path, format, indexer).Read();
+}
+
+std::optional<Op1bSoundFormat> FindOp1bSound(SalvageInput& source) {
+    Op1bSoundFormat sound;
+    uint32_t groups = 0, packs = 0;
+    FindKey(source, kHeaderSize, std::min(source.GetSize(), kHeaderSize + kFirstGroup), [&](uint64_t place) {
+        const auto pack = PackAt(source, place);
+        if (!pack) return false;
+        ++packs;
+        if (pack->GetBodySID() == kPictureSID && ++groups > 1) return true;
+        if (pack->GetBodySID() >= kFirstSoundSID)
+            sound.channels = std::max(sound.channels, std::min(pack->GetBodySID() - kFirstSoundSID + 1, 255u));
+        if (pack->GetIndexSID() >= kFirstSoundIndexSID) {
+            if (const auto segment = SegmentBehind(source, place, *pack))
+                sound.bytesPerSample = static_cast<uint8_t>(segment->GetEditUnitByteCount());
+        }
+        return false;
+    });
+    return packs == 0 ? std::nullopt : std::optional(sound);
+}
+
+std::vector<uint8_t> FirstOp1bPictures(SalvageInput& source, uint64_t most) {
+    const uint64_t limit = source.GetSize();
+    uint64_t at = FindKey(source, kHeaderSize, std::min(limit, kHeaderSize + most),
+                          [&](uint64_t place) { return PictureAt(source, place, limit).has_value(); });
+    std::vector<uint8_t> pictures;
+    while (pictures.size() < most) {
+        const auto picture = PictureAt(source, at, limit);
+        if (!picture) break;
+        const auto bytes = source.Copy(picture->offset, picture->size);
+        pictures.insert(pictures.end(), bytes.begin(), bytes.end());
+        at = picture->offset + picture->size;
+    }
+    return pictures;
+}
+
+}  // namespace kmxf

@@ -1,0 +1,196 @@
+#include "tools/SalvageOp1b.h"
+
+#include <algorithm>
+#include <atomic>
+#include <filesystem>
+#include <utility>
+
+#include "core/Layout.h"
+#include "kmxf/collaborators/Notify.h"
+#include "kmxf/core/Convert.h"
+#include "kmxf/core/Status.h"
+#include "kmxf/core/VideoStandard.h"
+#include "kmxf/structures/Partition.h"
+#include "kmxf/tools/ModifyMXFHeaderData.h"
+#include "kmxf/writer/Op1bBase.h"
+#include "reader/Op1bHeader.h"
+#include "tools/Op1bBody.h"
+#include "tools/Op1bSalvage.h"
+#include "tools/SalvageSheet.h"
+#include "writer/OwnPieces.h"
+
+namespace kmxf {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr uint64_t kLook = 8 << 20;      // bytes of pictures that tell their format
+constexpr uint64_t kCopyStep = 4 << 20;  // bytes
+constexpr size_t kMostPack = 1024;
+
+Op1bFormat FormatOf(const SalvagedFile& file) {
+    return {file.videoStd, file.compType, static_cast<uint8_t>(file.bytesPerSample), file.channels, file.playerLayout};
+}
+
+// From the header, as far as it is not contradicted; what it does not tell from the body.
+void FindFormat(SalvagedFile& file, SalvageInput& source, const SalvageHeader& header, const SalvageChoice& choice) {
+    const CheckedMetadata& metadata = header.metadata;
+    if (metadata.picture) {
+        file.videoStd = metadata.picture->videoStd;
+        file.compType = metadata.picture->compType;
+    }
+    file.samplesPerSec = 48000;
+    file.channels = static_cast<uint32_t>(metadata.soundDescriptors.size());
+    file.bytesPerSample = file.channels == 0 ? uint16_t{2} : static_cast<uint16_t>(metadata.bytesPerSample);
+    // A finished layout of players has it; a header that is gone had it most likely.
+    file.playerLayout = !metadata.Named("MultipleDescriptor").empty() || metadata.pictureDescriptor == nullptr;
+    const bool soundTold = metadata.picture && metadata.material.TracksOf("SoundTrack").size() == file.channels &&
+                           (file.bytesPerSample == 2 || file.bytesPerSample == 3);
+    if (const auto sound = soundTold ? std::nullopt : FindOp1bSound(source)) {
+        file.channels = sound->channels;
+        file.bytesPerSample = sound->bytesPerSample;
+        file.formatFrom = SalvageOrigin::kEssence;
+    }
+    if ((file.compType == 0 || file.videoStd == 0) && choice.lookAtPictures) {
+        if (const auto format = choice.lookAtPictures(FirstOp1bPictures(source, kLook))) {
+            file.videoStd = format->videoStd;
+            file.compType = format->compType;
+            file.formatFrom = SalvageOrigin::kEssence;
+        }
+    }
+    if (choice.compType || choice.videoStd || choice.bytesPerSample) {
+        file.compType = choice.compType.value_or(file.compType);
+        file.videoStd = choice.videoStd.value_or(file.videoStd);
+        if (file.channels > 0) file.bytesPerSample = choice.bytesPerSample.value_or(file.bytesPerSample);
+        file.formatFrom = SalvageOrigin::kCaller;
+    }
+}
+
+bool WriteTo(FactoryFile& file, uint64_t offset, std::span<const uint8_t> bytes) {
+    return file->Seek(static_cast<int64_t>(offset), kSeekBegin) >= 0 &&
+           std::cmp_equal(file->Write(bytes.data(), static_cast<uint32_t>(bytes.size())), bytes.size());
+}
+
+bool CopyTo(FactoryFile& file, uint64_t offset, SalvageInput& source, uint64_t from, uint64_t size) {
+    for (uint64_t done = 0; done < size;) {
+        const auto bytes = source.Copy(from + done, std::min(kCopyStep, size - done));
+        if (bytes.empty() || !WriteTo(file, offset + done, bytes)) return false;
+        done += bytes.size();
+    }
+    return true;
+}
+
+// Sets the pieces of a body one behind the other. In a copy of the file, or the file itself, those that stay are there.
+bool WriteBody(const Op1bBody& body, const std::string& target, SalvageInput& source) {
+    FactoryFile file;
+    if (!file.Open(target.c_str(), body.moves ? kOpenCreate : kOpenReadWrite)) return false;
+    if (body.moves && !CopyTo(file, 0, source, 0, kOp1bHeaderSize)) return false;
+    uint64_t at = kOp1bHeaderSize;
+    for (const Op1bPiece& piece : body.pieces) {
+        if (!piece.made.empty() && !WriteTo(file, at, piece.made)) return false;
+        if (piece.made.empty() && body.moves && !CopyTo(file, at, source, piece.from, piece.size)) return false;
+        at += piece.size;
+    }
+    return file.Close();
+}
+
+// A header like that of a recording that goes on, of what is left of the old one.
+std::string MakeHeader(const SalvagePlan& plan, const SalvagedFile& file, const std::string& target) {
+    COp1bBase builder(file.videoStd, file.compType, static_cast<uint8_t>(file.bytesPerSample), file.channels);
+    builder.SetPlayerLayout(file.playerLayout);
+    if (builder.Initialize() != kStatusOk) return "its header cannot be made";
+    builder.SetUMID(plan.materialUMID);
+    if (builder.SetPackageName(plan.packageName) != kStatusOk)
+        builder.SetPackageName(fs::path(file.name).stem().string());
+    const MXFTIMESTAMPTag created = plan.creationDate.year != 0 ? plan.creationDate : GetCurrentTimeMXF();
+    builder.SetCreationDate(created);
+    builder.SetModifiedDate(created);
+    if (!plan.company.empty())
+        builder.SetIdentification(plan.company, plan.product, plan.version, plan.productUID.bytes);
+    builder.SetStartTimecode(plan.startTimecode, plan.startDrop);
+    builder.SetDMS(plan.metadata);
+
+    SalvageInput old(target);
+    auto bytes = old.Copy(0, kOp1bHeaderSize);
+    bytes.resize(kOp1bHeaderSize);
+    Op1bHeader side;
+    GetMetadata(bytes, side);
+    const auto there = [&](const SideData& data) { return data.size > 0 && data.offset + data.size <= bytes.size(); };
+    if (side.xml && there(*side.xml) && side.xml->size <= 0xFFFF)
+        builder.SetXMLData(bytes.data() + side.xml->offset, static_cast<uint16_t>(side.xml->size));
+    constexpr uint32_t kMostThumbnail = 16011;
+    if (side.thumbnail && there(side.thumbnail->picture) && side.thumbnail->picture.size <= kMostThumbnail) {
+        const Thumbnail& thumbnail = *side.thumbnail;
+        builder.SetThumbnailData(bytes.data() + thumbnail.picture.offset, static_cast<uint16_t>(thumbnail.picture.size),
+                                 thumbnail.width, thumbnail.height, thumbnail.format);
+    }
+    BuiltBytes header;
+    if (builder.GetHeaderData(&header.data) != kStatusOk) return "its header cannot be made";
+    FactoryFile out;
+    const bool written = out.Open(target.c_str(), kOpenReadWrite) &&
+                         WriteTo(out, 0, {header.data, builder.GetHeaderSize()}) && out.Close();
+    return written ? "" : "its header cannot be written";
+}
+
+bool Finish(const std::string& target) {
+    const std::atomic<bool> cancel{false};
+    const std::function<void(int32_t)> progress = [](int32_t) {};
+    return Op1bSalvage(target, cancel, progress).Execute() == kSalvageCompleted;
+}
+
+}  // namespace
+
+bool HasOp1bBody(SalvageInput& source) {
+    const auto bytes = source.Copy(kOp1bHeaderSize, kMostPack);
+    CPartition pack;
+    return pack.SetData(bytes.data(), static_cast<uint32_t>(bytes.size())) == kStatusOk && pack.GetBodySID() == 1 &&
+           pack.GetThisPartition() == kOp1bHeaderSize;
+}
+
+void ScanOp1bFile(SalvagedFile& file, SalvageInput& source, const SalvageHeader& header, const SalvageChoice& choice,
+                  const SalvageIndexer& indexer) {
+    FindFormat(file, source, header, choice);
+    const bool known = VideoStandardToPartitionFrame(file.videoStd) != 0 && IsAVCGOP(file.compType) &&
+                       (file.bytesPerSample == 2 || file.bytesPerSample == 3);
+    if (!known) {
+        Lose(file, 0, file.fileSize, "nothing can be told of it");
+        return GiveUp(file, "neither its header nor its essence tells its format, which can be named");
+    }
+    Op1bBody body = ReadOp1bBody(file.path, FormatOf(file), indexer);
+    if (!body.failure.empty()) return GiveUp(file, body.failure);
+    file.framesFound = body.framesFound;
+    file.framesKept = body.framesKept;
+    file.framesDamaged = body.framesDamaged;
+    file.keptSize = body.keptSize;
+    file.rebuiltSize = std::min<uint64_t>(file.fileSize, kOp1bHeaderSize) + body.rebuiltSize;
+    file.moves = body.moves;
+    for (const SalvageLoss& loss : body.losses) Lose(file, loss.offset, loss.size, loss.why);
+    file.lastFrameHash = HashOf(source.Copy(body.lastPicture.offset, body.lastPicture.size));
+    file.rebuilt = std::move(body.rebuilt);
+    if (file.framesKept == 0) GiveUp(file, "it holds no whole group of frames, nor the sound of one");
+}
+
+std::string MendOp1bFile(const SalvagePlan& plan, const SalvagedFile& file, const std::string& target, bool inPlace,
+                         const SalvageIndexer& indexer, std::string& note) {
+    const Op1bBody body = ReadOp1bBody(file.path, FormatOf(file), indexer);
+    if (!body.failure.empty()) return body.failure;
+    if (body.framesKept != file.framesKept || body.keptSize != file.keptSize)
+        return "is no longer what it was when it was looked at";
+    SalvageInput source(file.path);
+    std::error_code error;
+    if (body.moves && inPlace) return "has groups of frames that have to move, which can be done in a copy only";
+    if (!body.moves && !inPlace) {
+        if (!fs::copy_file(file.path, target, error)) return "cannot be copied: " + error.message();
+        fs::permissions(target, fs::perms::owner_write, fs::perm_options::add, error);
+    }
+    if (!WriteBody(body, target, source)) return "its groups of frames cannot be written";
+    if (!TruncatePelmard(target.c_str(), static_cast<int64_t>(body.end))) return "cannot be cut to its whole groups";
+    if (Finish(target)) return "";
+    // What is damaged in the old header can be in its way.
+    if (std::string failure = MakeHeader(plan, file, target); !failure.empty()) return failure;
+    note = "the header was damaged, and is made of what could still be read of it";
+    return Finish(target) ? "" : "its header and footer cannot be written";
+}
+
+}  // namespace kmxf

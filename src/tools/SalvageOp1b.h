@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "kmxf/tools/SalvagePlan.h"
+#include "tools/SalvageHeader.h"
+#include "tools/SalvageInput.h"
+
+// The part of a salvage plan that is about OP-1b files.
+namespace kmxf {
+
+// Whether the body of an OP-1b clip begins where it should, whatever became of the header.
+bool HasOp1bBody(SalvageInput& source);
+
+// What the file of a clip that is not closed is, and what is kept and lost of it.
+void ScanOp1bFile(SalvagedFile& file, SalvageInput& source, const SalvageHeader& header, const SalvageChoice& choice,
+                  const SalvageIndexer& indexer);
+
+// Makes of `target`, which is the file itself or does not exist yet, what the plan says. Empty when it is done,
+// otherwise what went wrong. `note` tells what the plan could not know.
+std::string MendOp1bFile(const SalvagePlan& plan, const SalvagedFile& file, const std::string& target, bool inPlace,
+                         const SalvageIndexer& indexer, std::string& note);
+
+}  // namespace kmxf
