@@ -70,7 +70,8 @@ void FrameLines::AddEntry(FrameLine& line) {
     const auto position = static_cast<uint32_t>(line.number - group.firstFrame);
     const FramePlace& place = places_[position];
     line.place = {place.picture.begin, place.picture.Size()};
-    FrameLine::Entry& entry = line.entry.emplace();
+    // Given one: clang holds a nested class with initial values for one that cannot be made from nothing.
+    FrameLine::Entry& entry = line.entry.emplace(FrameLine::Entry{});
     entry.temporalOffset = place.temporalOffset;
     entry.keyFrameOffset = place.keyFrameOffset;
     entry.flags = place.flags;

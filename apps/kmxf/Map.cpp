@@ -15,7 +15,7 @@ constexpr double kLabelWidth = 200, kPictureWidth = 1200, kRowHeight = 18, kStri
 constexpr double kLeastWidth = 1;  // of what is there at all
 
 // What is shown larger
-constexpr uint64_t kBeginning = 160 * 1024, kEnd = 64 * 1024;
+constexpr uint64_t kBeginning = 160 << 10, kEnd = 64 << 10;
 // Streams with a row of their own; more go into the last.
 constexpr size_t kMostRows = 48;
 

@@ -130,6 +130,7 @@ std::optional<SequenceParameterSet> ParseSequenceParameterSet(std::span<const ui
         cropX = (left + right) * (sps.chromaFormat == 1 || sps.chromaFormat == 2 ? 2 : 1);
         cropY = (top + bottom) * (sps.chromaFormat == 1 ? 2 : 1) * (frameOnly ? 1 : 2);
     }
+    // cppcheck-suppress knownConditionTrueFalse ; two values, read one after the other
     if (!bits.Ok() || widthInBlocks > kMostBlocks || heightInUnits > kMostBlocks) return std::nullopt;
 
     const uint64_t width = widthInBlocks * 16, height = heightInUnits * 16 * (frameOnly ? 1 : 2);

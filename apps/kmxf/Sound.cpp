@@ -92,6 +92,7 @@ WavOutput::WavOutput(int descriptor, const std::string& path, uint32_t samplingR
     constexpr uint64_t kMostInWav = 0xFFFFF000;  // 32 bits, with the header's bytes
     const int format = (size > kMostInWav ? SF_FORMAT_RF64 : SF_FORMAT_WAV) |
                        (bytesPerSample == 3 ? SF_FORMAT_PCM_24 : SF_FORMAT_PCM_16);
+    // cppcheck-suppress useInitializationList ; the format comes first
     file_ = std::make_unique<File>(
         File{SndfileHandle(descriptor, false, SFM_WRITE, format, 1, static_cast<int>(samplingRate)), bytesPerSample});
     if (file_->handle.error() != SF_ERR_NO_ERROR) {

@@ -31,10 +31,11 @@ std::atomic<bool> windowBroken{false};
 
 // Puts zeros in place of what cannot be read of the window. Everybody else's fault takes its course.
 void OnBusError(int, siginfo_t* info, void*) {
-    const auto at = reinterpret_cast<uintptr_t>(info->si_addr) / PageSize() * PageSize();
+    const auto behind = reinterpret_cast<uintptr_t>(info->si_addr) % PageSize();
+    auto* const page = static_cast<uint8_t*>(info->si_addr) - behind;
+    const auto at = reinterpret_cast<uintptr_t>(page);
     if (at < windowBegin || at >= windowEnd ||
-        ::mmap(reinterpret_cast<void*>(at), windowEnd - at, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1,
-               0) == MAP_FAILED) {
+        ::mmap(page, windowEnd - at, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) == MAP_FAILED) {
         std::signal(SIGBUS, SIG_DFL);
         return;
     }

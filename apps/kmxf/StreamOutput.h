@@ -2,13 +2,17 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
+#include "InputFile.h"
 #include "OutputFile.h"
 #include "Sound.h"
+#include "kmxf/tools/Clip.h"
 
 namespace kmxf::program {
 
@@ -30,10 +34,9 @@ public:
 
     const std::string& Name() const { return name_; }
     void Write(std::span<const uint8_t> bytes);
-
-    // For bytes that come another way than by Write.
-    int Descriptor() const { return descriptor_; }
-    void Wrote(uint64_t bytes);
+    // Writes what lies in a file, without a look at it where the system can copy by itself; `copied` is told of each
+    // part.
+    void Copy(const InputFile& from, ByteRange range, const std::function<void(uint64_t)>& copied);
 
     // All is written: looks at it again before it gets its name.
     void Finish();
@@ -41,6 +44,7 @@ public:
     std::unique_ptr<OutputFile> TakeFile() { return std::move(file_); }
 
 private:
+    bool CopyInKernel(const InputFile& from, const ByteRange& range, size_t& count);
     void CopyToStandardOutput();
 
     struct FileCloser {
@@ -53,7 +57,9 @@ private:
     int descriptor_;
     std::unique_ptr<WavOutput> wav_;
     bool isWav_;
-    uint64_t written_ = 0;  // bytes of essence
+    bool inKernel_;                // until the system shows that it cannot: a pipe, another file system
+    std::vector<uint8_t> buffer_;  // for what it cannot
+    uint64_t written_ = 0;         // bytes of essence
 };
 
 }  // namespace kmxf::program

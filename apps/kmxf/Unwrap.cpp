@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -20,8 +19,6 @@
 namespace kmxf::program {
 
 namespace {
-
-constexpr size_t kChunk = (4 << 20) - (4 << 20) % 6;  // whole samples of 2 and 3 bytes
 
 struct Options {
     std::vector<std::string> files;
@@ -74,34 +71,10 @@ Part PartOf(const FileInfo& info, const std::optional<FrameRange>& range, bool r
     return part;
 }
 
-// Copies a part within the kernel; what it does not take (a pipe, another file system) is left over.
-void CopyInKernel(const InputFile& from, StreamOutput& to, Part& part, Progress& progress) {
-    while (part.size > 0 && !interrupted) {
-        auto offset = static_cast<off_t>(part.offset);
-        const ssize_t count = ::copy_file_range(from.Descriptor(), &offset, to.Descriptor(), nullptr,
-                                                std::min<uint64_t>(part.size, 16 << 20), 0);
-        if (count <= 0) return;
-        ++statistics.reads;
-        statistics.bytesRead += static_cast<uint64_t>(count);
-        to.Wrote(static_cast<uint64_t>(count));
-        part.offset += static_cast<uint64_t>(count);
-        part.size -= static_cast<uint64_t>(count);
-        progress.Advance(static_cast<uint64_t>(count));
-    }
-}
-
-void ExtractOpAtom(const InputFile& from, const FileInfo& info, Part part, bool asWav, StreamOutput& to) {
+void ExtractOpAtom(const InputFile& from, const FileInfo& info, const Part& part, StreamOutput& to) {
     Progress progress(to.Name(), part.size, info.frameSize);
     to.Write(part.lead);
-    if (!asWav) CopyInKernel(from, to, part, progress);
-    std::vector<uint8_t> buffer(std::min<uint64_t>(kChunk, part.size));
-    for (uint64_t done = 0; done < part.size && !interrupted;) {
-        const auto chunk = std::span(buffer).first(static_cast<size_t>(std::min<uint64_t>(kChunk, part.size - done)));
-        from.Read(part.offset + done, chunk);
-        to.Write(chunk);
-        progress.Advance(chunk.size());
-        done += chunk.size();
-    }
+    to.Copy(from, {part.offset, part.offset + part.size}, [&](uint64_t bytes) { progress.Advance(bytes); });
 }
 
 // What a file is unwrapped into.
@@ -136,7 +109,7 @@ std::vector<std::unique_ptr<StreamOutput>> Extract(const Job& job, const std::op
     if (info.isOp1b) {
         ExtractOp1b(from, info, job.streams, range, o.raw, outputs);
     } else {
-        ExtractOpAtom(from, info, part, !o.raw && !info.isVideo, *outputs.front());
+        ExtractOpAtom(from, info, part, *outputs.front());
     }
     if (interrupted) throw Failure(ExitStatus::kInterrupted, "interrupted");
     for (const auto& output : outputs) output->Finish();

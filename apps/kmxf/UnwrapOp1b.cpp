@@ -13,8 +13,8 @@ namespace kmxf::program {
 
 namespace {
 
-constexpr size_t kStep = 4 << 20;
-constexpr uint64_t kSoundStep = kStep - kStep % 6;  // whole samples of 2 and 3 bytes
+// The end of an element and the head of the next: all that is looked at of pictures.
+constexpr size_t kLook = 32;
 constexpr uint64_t kMostPicture = 64 << 20;
 constexpr size_t kParameterSetArea = 4096;  // of a picture, where its parameter sets are
 constexpr uint8_t kSequenceParameterSet = 7;
@@ -51,29 +51,32 @@ uint64_t DecodableFrom(const InputFile& from, const FileInfo& info, const FrameR
 
 // Pictures are stored in multiples of 4 bytes, and no NAL unit ends in a zero (ITU-T H.264, 7.4.1): up to 3 zeros at
 // the end are what aligned it. Of more than 3 some were in the stream, and nobody knows how many: all of them stay.
-size_t SizeUnaligned(std::span<const uint8_t> picture) {
-    const size_t size = SizeWithoutZeros(picture);
-    return picture.size() % 4 == 0 && picture.size() - size <= 3 ? size : picture.size();
+size_t AligningZeros(uint64_t size, std::span<const uint8_t> end) {
+    const size_t zeros = end.size() - SizeWithoutZeros(end);
+    return size % 4 == 0 && zeros <= 3 ? zeros : 0;
 }
 
 class Extraction {
 public:
     Extraction(const InputFile& from, const FileInfo& info, bool raw, Progress& progress)
-        : from_(from), info_(info), raw_(raw), progress_(progress), window_(from, kStep) {}
+        : from_(from), info_(info), raw_(raw), progress_(progress), window_(from, kLook) {}
 
     // The group's frames from `first` up to and without `end`, counted in the group.
     void Pictures(const ClipGroup& group, uint32_t first, uint32_t end, StreamOutput& to) {
         Elements elements(from_, window_, group.pictures);
         for (uint32_t i = 0; i < end; ++i) {
-            const auto place = elements.Next();
+            auto place = elements.Next();
             if (!place || place->Size() > kMostPicture) {
                 Fail(ExitStatus::kInput, info_.path,
                      "frame " + std::to_string(group.firstFrame + i) + " is not where it should be (offset " +
                          std::to_string(place ? place->begin : group.pictures.end) + ")");
             }
             if (i < first) continue;
-            const auto picture = Bytes(*place);
-            to.Write(raw_ ? picture : picture.first(SizeUnaligned(picture)));
+            if (!raw_) {
+                const auto look = static_cast<size_t>(std::min<uint64_t>(4, place->Size()));
+                place->end -= AligningZeros(place->Size(), window_.At(place->end - look, look));
+            }
+            Copy(*place, to);
         }
     }
 
@@ -82,23 +85,13 @@ public:
         if (!place) return;
         ByteRange wanted = info_.SoundOf(group, *place, first, end);
         if (!raw_) wanted.end -= wanted.Size() % (info_.bitsPerSample / 8);
-        while (wanted.Size() > 0) {
-            const auto bytes = Bytes({wanted.begin, wanted.begin + std::min(kSoundStep, wanted.Size())});
-            to.Write(bytes);
-            wanted.begin += bytes.size();
-        }
+        Copy(wanted, to);
     }
 
 private:
-    std::span<const uint8_t> Bytes(const ByteRange& range) {
+    void Copy(const ByteRange& range, StreamOutput& to) {
+        to.Copy(from_, range, [this](uint64_t bytes) { progress_.Advance(bytes); });
         if (interrupted) throw Failure(ExitStatus::kInterrupted, "interrupted");
-        const auto bytes = window_.At(range.begin, static_cast<size_t>(range.Size()));
-        if (bytes.size() != range.Size()) {
-            Fail(ExitStatus::kInput, info_.path,
-                 "ends within its essence (offset " + std::to_string(range.begin + bytes.size()) + ")");
-        }
-        progress_.Advance(bytes.size());
-        return bytes;
     }
 
     const InputFile& from_;

@@ -272,7 +272,7 @@ void Op1bWrapping::Prove(const OutputFile& file) const {
                 number == 0 ? "first picture" : "last picture");
     }
     const auto lastHeard = static_cast<uint32_t>(reader.GetDuration() - 1);
-    const int64_t groupBegin = lastHeard / groupFrames_ * groupFrames_;
+    const int64_t groupBegin = int64_t{lastHeard / groupFrames_} * groupFrames_;
     const int64_t groupEnd = std::min<int64_t>(groupBegin + groupFrames_, static_cast<int64_t>(frames_));
     const int64_t samples = DurationToAudioSample(format_.videoStd, groupEnd, kSamplingRate) -
                             DurationToAudioSample(format_.videoStd, groupBegin, kSamplingRate);

@@ -34,7 +34,9 @@ constexpr uint64_t kMostLength = uint64_t{1} << 44;
 constexpr uint64_t kMostRunIn = 65536;
 // How far a value is searched for the end that its length does not tell.
 constexpr uint64_t kDoubt = kMiB;
-constexpr size_t kSearchStep = kMiB / 4;
+// The bytes that are read for it at once, more from step to step: where every length is wrong the next key is close,
+// and is found many times.
+constexpr size_t kFirstSearchStep = 1024, kMostSearchStep = kMiB / 4;
 // What a footer and its index take at the end of a file.
 constexpr uint64_t kTail = kMiB / 16;
 
@@ -128,11 +130,11 @@ bool CInspector::State::IsFound(Bytes data, uint64_t offset) {
 // The first packet to begin within the range.
 std::optional<uint64_t> CInspector::State::Search(uint64_t from, uint64_t to) {
     const std::boyer_moore_horspool_searcher searcher(std::begin(kULStart), std::end(kULStart));
-    while (from < to) {
-        const size_t step = static_cast<size_t>(std::min<uint64_t>(kSearchStep, to - from + kMostHead));
-        const std::vector<uint8_t> data = window.Copy(from, step);
+    for (size_t step = kFirstSearchStep; from < to; step = std::min(2 * step, kMostSearchStep)) {
+        const uint64_t most = std::min<uint64_t>(step, to - from + kMostHead);
+        const std::vector<uint8_t> data = window.Copy(from, static_cast<size_t>(most));
         // Only behind the last stretch is nothing that a head could reach into.
-        const bool last = data.size() < kSearchStep;
+        const bool last = data.size() < step;
         uint64_t next = from + data.size() - std::min(data.size(), sizeof kULStart - 1);
         for (auto at = data.begin();; ++at) {
             at = std::search(at, data.end(), searcher);
@@ -207,6 +209,7 @@ InspectedPacket CInspector::State::Step() {
     }
     if (packet.kind == PacketKind::kPrimer) primer = packet.offset;
     if (packet.kind == PacketKind::kRunIn) runIn = packet.length;
+    if (packet.kind == PacketKind::kEssence) window.StartSmall();
     packet.partition = partition;
     packet.primer = primer;
     return packet;

@@ -35,13 +35,17 @@ public:
         }
         const Stretch& last = stretches_[0];
         const bool close = offset >= last.offset && offset <= last.End() + kMostAhead;
-        ahead_ = close ? std::min(2 * ahead_, kMostAhead) : kLeastAhead;
+        ahead_ = close && ahead_ != 0 ? std::min(2 * ahead_, kMostAhead) : kLeastAhead;
         std::swap(stretches_[0], stretches_[1]);
         stretches_[0] = {offset, Read(offset, std::max(count, ahead_))};
         return stretches_[0].From(offset, count);
     }
 
-    // The same to keep, in one read of just these bytes when there are many.
+    // The next stretch starts small wherever it lies: behind essence, small elements of which are close to each other
+    // too.
+    void StartSmall() { ahead_ = 0; }
+
+    // `count` bytes from `offset` to keep, in one read of just these bytes when there are many.
     std::vector<uint8_t> Copy(uint64_t offset, size_t count) {
         if (count > kMostAhead) return Read(offset, count);
         const auto bytes = Peek(offset, count);

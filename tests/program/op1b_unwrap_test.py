@@ -74,8 +74,9 @@ class Whole(Op1bCase):
         result = self.run_kmxf("unwrap", file, "-o", self.folder / "out", "--stats")
         size = int(result.stderr.split(" bytes in ")[0][5:].replace(" ", ""))
         reads = int(result.stderr.split(" bytes in ")[1].split(" reads")[0].replace(" ", ""))
-        self.assertLess(size, 1.2 * file.stat().st_size)
-        self.assertLess(reads, 12)
+        self.assertLess(size, 1.01 * file.stat().st_size)
+        # A look at the head of each picture and a copy of it that the system makes, and a few around each group
+        self.assertLess(reads, 2 * 200 + 100)
 
 
 class StandardOutput(Op1bCase):
