@@ -92,14 +92,18 @@ void Print(const std::string& path, const CheckFinding& finding) {
 }
 
 ExitStatus Check(const Options& o) try {
-    const auto [clips, status] = FindClipsToCheck(o);
+    auto [clips, status] = FindClipsToCheck(o);
     nlohmann::ordered_json files = nlohmann::ordered_json::array(), list = files;
     bool clean = true;
     for (const Paths& paths : clips) {
         for (const std::string& path : paths) files.push_back(path);
         for (const CheckFinding& finding : CheckFiles(paths, o.only)) {
             const std::string& path = paths[finding.file];
-            if (finding.rule == kCheckRuleNoMXF) Fail(ExitStatus::kInput, path, "is not an MXF file");
+            if (finding.rule == kCheckRuleNoMXF) {
+                Say(path + ": is not an MXF file (offset 0)");
+                status = ExitStatus::kInput;
+                continue;
+            }
             clean = false;
             if (o.json) {
                 list.push_back(Json(path, finding));

@@ -105,7 +105,9 @@ ExitStatus Dump(const Options& o) try {
     if (o.json) std::printf("{\n  \"schema\": \"kmxf/1\",\n  \"path\": %s,\n  \"packets\": [", Text(o.file).c_str());
     const char* separator = "\n    ";
     uint64_t bodySID = 0;
+    bool known = false;
     while (const auto packet = inspector.Next()) {
+        known = known || !packet->name.empty();
         const auto items = inspector.Items(*packet);
         if (packet->kind == PacketKind::kPartition) {
             const InspectedItem* sid = FindItem(items, "BodySID");
@@ -121,7 +123,8 @@ ExitStatus Dump(const Options& o) try {
     }
     if (o.json) std::printf("\n  ]\n}\n");
     if (map) WriteMap(*map, o);
-    return ExitStatus::kDone;
+    if (!known) Say(o.file + ": is not an MXF file (offset 0)");
+    return known ? ExitStatus::kDone : ExitStatus::kInput;
 } catch (const ClipError& error) {
     throw Failure(ExitStatus::kInput, error.what());
 }

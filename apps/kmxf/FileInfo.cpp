@@ -99,9 +99,11 @@ nlohmann::ordered_json Json(const FileInfo& info) {
         json["start_timecode"] = StartTimecodeText(info);
         json["drop_frame"] = info.dropFrame;
     }
-    json["material_umid"] = Hex(info.materialUmid);
-    json["file_umid"] = Hex(info.fileUmid);
-    json["package_name"] = info.packageName;
+    // A recording that was cut off has none yet.
+    const bool closed = info.verdict.kind == ClipVerdict::Kind::kClosed;
+    if (closed || info.materialUmid != MXFUMIDTag()) json["material_umid"] = Hex(info.materialUmid);
+    if (closed || info.fileUmid != MXFUMIDTag()) json["file_umid"] = Hex(info.fileUmid);
+    if (closed || !info.packageName.empty()) json["package_name"] = info.packageName;
     if (info.creationDate.year != 0) json["creation_date"] = IsoDate(info.creationDate);
     if (info.isVideo) json["wide"] = info.wide;
     if (info.isVideo && !info.isOp1b) json["consumer_dv"] = info.format && info.format->consumerDV;

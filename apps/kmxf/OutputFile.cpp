@@ -16,18 +16,6 @@ namespace kmxf::program {
 
 namespace {
 
-// Gives a file a name that is not taken yet.
-int RenameNew(const std::string& from, const std::string& to) {
-    const int failed = ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
-    if (failed == 0 || (errno != EINVAL && errno != ENOSYS)) return failed;
-    // Network file systems have no such operation: a look must do.
-    if (::access(to.c_str(), F_OK) == 0) {
-        errno = EEXIST;
-        return -1;
-    }
-    return ::rename(from.c_str(), to.c_str());
-}
-
 void SyncFolderOf(const std::string& path) {
     const std::filesystem::path folder = std::filesystem::path(path).parent_path();
     const int descriptor = ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -98,6 +86,17 @@ void PublishAll(std::vector<std::unique_ptr<OutputFile>>& files) {
     for (const auto& file : files) {
         if (!file->asidePath_.empty()) ::unlink(file->asidePath_.c_str());
     }
+}
+
+int RenameNew(const std::string& from, const std::string& to) {
+    const int failed = ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
+    if (failed == 0 || (errno != EINVAL && errno != ENOSYS)) return failed;
+    // Network file systems have no such operation: a look must do.
+    if (::access(to.c_str(), F_OK) == 0) {
+        errno = EEXIST;
+        return -1;
+    }
+    return ::rename(from.c_str(), to.c_str());
 }
 
 void MakeFolder(const std::string& folder) {

@@ -40,6 +40,9 @@ private:
 // Gives all files their final names, or none.
 void PublishAll(std::vector<std::unique_ptr<OutputFile>>& files);
 
+// Gives a file a name that is not taken yet: 0, or -1 and errno.
+int RenameNew(const std::string& from, const std::string& to);
+
 // Makes a folder and those above it.
 void MakeFolder(const std::string& folder);
 

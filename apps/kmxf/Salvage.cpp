@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -12,6 +13,7 @@
 #include "Formats.h"
 #include "LongGOP.h"
 #include "OutputFile.h"
+#include "Progress.h"
 #include "Text.h"
 #include "Wrap.h"
 #include "kmxf/core/VideoStandard.h"
@@ -33,6 +35,7 @@ struct Options {
 SalvageChoice ChoiceOf(const Options& o) {
     SalvageChoice choice;
     choice.trustTail = o.trustTail;
+    choice.keepComplete = o.inPlace;
     if (o.standard) choice.videoStd = StandardFromName(*o.standard);
     if (o.codec == "pcm16") choice.bytesPerSample = uint16_t{2};
     if (o.codec == "pcm24") choice.bytesPerSample = uint16_t{3};
@@ -42,6 +45,7 @@ SalvageChoice ChoiceOf(const Options& o) {
         if (!format) return std::nullopt;
         return ClipPictureFormat{format->videoStd, format->compType, false};
     };
+    if (o.raster && !o.codec) Usage("--raster goes with --codec");
     if (!o.codec || choice.bytesPerSample) return choice;
     std::set<uint32_t> types;
     for (const auto* const formats : {&AllVideoFormats(), &AllLongGOPFormats()}) {
@@ -245,39 +249,77 @@ std::string DefaultFolder(const SalvagePlan& plan) {
     return (fs::path(first.path).parent_path() / (name + ".salvaged")).string();
 }
 
-// A copy is made by the system, and not by reads and writes.
-void CountCopied(const std::string& path) {
-    std::error_code error;
-    const uintmax_t size = fs::file_size(path, error);
-    if (error) return;
-    statistics.bytesRead += size;
-    statistics.bytesWritten += size;
+// The first names under which all files of a clip can be put there: those of the clip, or of "CLIP-2", "CLIP-3" and so
+// on, where another clip of this run or, of a writer that was killed, a complete one has them.
+std::vector<std::string> FreePaths(const SalvagePlan& plan, const std::optional<std::string>& folder, const Options& o,
+                                   const std::set<std::string>& taken) {
+    const auto isLeftover = [](const SalvagedFile& file) { return fs::path(file.path).filename() != file.name; };
+    const auto isTaken = [&](const SalvagedFile& file, const std::string& path) {
+        if (taken.contains(path)) return true;
+        std::error_code error;
+        return (o.inPlace || !o.force) && isLeftover(file) && fs::exists(fs::symlink_status(path, error));
+    };
+    for (int number = 1;; ++number) {
+        std::vector<std::string> paths;
+        bool free = true;
+        for (const SalvagedFile& file : plan.files) {
+            std::string name = file.name;
+            const size_t stem = fs::path(name).stem().string().size();
+            const size_t channel = file.content == SalvageContent::kSound && stem > 2 ? 2 : 0;
+            if (number > 1) name.insert(stem - channel, "-" + std::to_string(number));
+            const fs::path own = fs::path(file.path).parent_path();
+            const bool stays = o.inPlace && !isLeftover(file);
+            paths.push_back(stays ? file.path : (folder ? fs::path(*folder) / name : own / name).string());
+            free = free && (stays || !isTaken(file, paths.back()));
+        }
+        if (free) return paths;
+    }
 }
 
-void Carry(Salvaged& clip, const Options& o) {
+void Carry(Salvaged& clip, const Options& o, std::set<std::string>& taken, std::optional<Progress>& progress) {
     const SalvagePlan& plan = clip.plan;
     std::vector<std::unique_ptr<OutputFile>> outputs;
     std::vector<std::string> targets;
-    const std::string folder = o.folder.value_or(DefaultFolder(plan));
+    const auto folder = o.inPlace ? std::nullopt : std::optional(o.folder.value_or(DefaultFolder(plan)));
     for (const SalvagedFile& file : plan.files) {
         if (o.inPlace && file.moves) {
             Fail(ExitStatus::kUsage, file.path,
                  "has groups of frames that have to move; without --in-place a copy is made of it");
         }
     }
-    if (!o.inPlace) MakeFolder(folder);
-    for (const SalvagedFile& file : plan.files) {
-        targets.push_back(file.path);
-        clip.written.push_back(file.action == SalvageAction::kGiveUp ? "" : file.path);
-        if (o.inPlace || file.action == SalvageAction::kGiveUp) continue;
-        outputs.push_back(std::make_unique<OutputFile>((fs::path(folder) / file.name).string(), o.force));
-        targets.back() = outputs.back()->WorkPath();
-        clip.written.back() = outputs.back()->FinalPath();
+    const std::vector<std::string> paths = FreePaths(plan, folder, o, taken);
+    for (size_t i = 0; folder && i < paths.size(); ++i) {
+        for (const SalvagedFile& input : plan.files) {
+            std::error_code error;
+            if (fs::equivalent(paths[i], input.path, error))
+                Fail(ExitStatus::kUsage, paths[i], "is an input, which is only read without --in-place");
+        }
     }
+    if (folder) MakeFolder(*folder);
+    uint64_t total = 0;
+    for (size_t i = 0; i < paths.size(); ++i) {
+        const SalvagedFile& file = plan.files[i];
+        targets.push_back(file.path);
+        clip.written.push_back(file.action == SalvageAction::kGiveUp ? "" : paths[i]);
+        if (file.action == SalvageAction::kGiveUp) continue;
+        taken.insert(paths[i]);
+        if (o.inPlace) continue;
+        outputs.push_back(std::make_unique<OutputFile>(paths[i], o.force));
+        targets.back() = outputs.back()->WorkPath();
+        total += file.fileSize;
+    }
+    if (!o.inPlace) progress.emplace("salvage", total);
     clip.result = CarryOutSalvage(plan, targets, IndexPictures);
-    for (const auto& output : outputs) CountCopied(output->WorkPath());
-    if (!clip.result.done) throw Failure(ExitStatus::kOutput, clip.result.failure);
+    progress.reset();
+    // What is done in place is done whole; a copy can be left.
+    if (interrupted && !o.inPlace) throw Failure(ExitStatus::kInterrupted, "interrupted");
+    if (!clip.result.done)
+        throw Failure(clip.result.unreadable ? ExitStatus::kInput : ExitStatus::kOutput, clip.result.failure);
     PublishAll(outputs);
+    for (size_t i = 0; o.inPlace && i < paths.size(); ++i) {
+        if (clip.written[i].empty() || paths[i] == targets[i] || RenameNew(targets[i], paths[i]) == 0) continue;
+        Fail(ExitStatus::kOutput, targets[i], "is salvaged, but cannot be named " + paths[i] + ": " + ErrorText(errno));
+    }
 }
 
 // The files that the paths name, clip by clip.
@@ -305,26 +347,49 @@ std::vector<std::vector<std::string>> FindClipsOf(const Options& o) {
     return clips;
 }
 
+// A file that nothing is known of, of a clip of which nothing can be kept.
+const SalvagedFile* NotRecognised(const SalvagePlan& plan) {
+    const auto file = std::ranges::find(plan.files, SalvageContent::kUnknown, &SalvagedFile::content);
+    return plan.IsHopeless() && file != plan.files.end() ? &*file : nullptr;
+}
+
 ExitStatus SalvageClips(const Options& o) {
     if (o.inPlace && o.folder) Usage("--in-place and --output exclude each other");
-    std::optional<CountedLibrary> counted;
-    if (settings.stats) counted.emplace();
+    std::optional<Progress> progress;
+    bool stoppable = true;
+    const CountedLibrary watched({[&](uint64_t bytes) {
+                                      if (progress) progress->Advance(bytes);
+                                  },
+                                  [&] { return stoppable && interrupted; }});
     const SalvageChoice choice = ChoiceOf(o);
     ExitStatus status = ExitStatus::kDone;
     Json documents = Json::array();
+    std::set<std::string> taken;
     for (const auto& files : FindClipsOf(o)) {
-        if (interrupted) throw Failure(ExitStatus::kInterrupted, "interrupted");
+        stoppable = true;
         Salvaged clip{ScanForSalvage(files, choice, IndexPictures), {}, {}};
+        if (interrupted) throw Failure(ExitStatus::kInterrupted, "interrupted");
         const SalvagePlan& plan = clip.plan;
-        if (!plan.IsComplete() && !plan.IsHopeless() && !o.dryRun) Carry(clip, o);
-        if (plan.LosesAnything() || !clip.result.findings.empty()) status = ExitStatus::kFindings;
+        if (const SalvagedFile* const file = plan.Unreadable()) {
+            Say(file->path + ": " + file->reason);
+            status = ExitStatus::kInput;
+            continue;
+        }
+        stoppable = !o.inPlace;
+        if (!plan.IsComplete() && !plan.IsHopeless() && !o.dryRun) Carry(clip, o, taken, progress);
+        if (const auto strange = NotRecognised(plan)) {
+            Say(strange->path + ": " + strange->reason + " (offset 0)");
+            status = ExitStatus::kInput;
+        } else if (status == ExitStatus::kDone && (plan.LosesAnything() || !clip.result.findings.empty())) {
+            status = ExitStatus::kFindings;
+        }
         if (o.json) {
             documents.push_back(ClipJson(clip, o));
         } else {
             PrintClip(clip, o);
         }
     }
-    if (o.json) {
+    if (o.json && !documents.empty()) {
         Json out{{"schema", "kmxf/1"}};
         if (documents.size() == 1) {
             out.update(Json{{"salvage", documents.front()}});

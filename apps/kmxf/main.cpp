@@ -74,8 +74,10 @@ ExitStatus RunProgram(int argc, char** argv) {
         for (const auto& [name, run] : commands) {
             if (app.got_subcommand(name)) status = run();
         }
-        if (std::fflush(stdout) != 0)
-            Fail(ExitStatus::kOutput, "standard output", "cannot be written: " + ErrorText(errno));
+        const bool flushed = std::fflush(stdout) == 0;
+        if (!flushed || std::ferror(stdout) != 0)  // a write may have failed long ago
+            Fail(ExitStatus::kOutput, "standard output",
+                 "cannot be written" + (flushed ? "" : ": " + ErrorText(errno)));
     } catch (const Failure& failure) {
         std::fprintf(stderr, "kmxf: %s\n", failure.what());
         status = failure.Status();

@@ -22,6 +22,8 @@ constexpr uint64_t kMostPictures = 512 << 20;  // that are shown to the indexer
 constexpr uint64_t kFirstGroup = 256 << 20;    // in which the first group ends
 constexpr uint64_t kWindow = 1 << 20;
 constexpr uint64_t kMostPack = 1024;
+constexpr uint64_t kMostPicture = 0xFFFFFF;  // the writers' length of 3 bytes tells no more
+constexpr int64_t kMostAhead = 4;            // groups that are asked for their number
 constexpr uint32_t kMostSegment = 131072;
 constexpr uint32_t kPictureSID = 1, kFirstSoundSID = 3;
 constexpr uint32_t kPictureIndexSID = 101, kFirstSoundIndexSID = 103;
@@ -29,6 +31,8 @@ constexpr size_t kPackKind = 13;  // in the key of a partition pack
 constexpr uint8_t kBodyPack = 3, kFooterPack = 4;
 
 const char* const kUnfinished = "a group of frames that was being written";
+const char* const kOdd = "a group of frames of another length than the others";
+const char* const kUnreadable = "cannot be read";
 const char* const kUntold = "a damaged group of frames, which cannot be told apart";
 
 // Where `wanted` says yes first, of the places from `from` on at which a key of SMPTE begins; nothing in front of
@@ -37,13 +41,15 @@ uint64_t FindKey(SalvageInput& source, uint64_t from, uint64_t limit, const std:
     constexpr uint8_t kBegin[] = {0x06, 0x0E, 0x2B, 0x34};
     limit = std::min(limit, source.GetSize());
     while (from < limit) {
-        const auto bytes = source.Copy(from, std::min(kWindow, limit - from));
+        const auto window = source.Window(from, std::size(kBegin));
+        const auto bytes = window.first(static_cast<size_t>(std::min<uint64_t>(window.size(), limit - from)));
+        // What is found is looked at with reads of its own, which leave the window as it is.
         for (auto at = bytes.begin(); (at = std::search(at, bytes.end(), kBegin, kBegin + 4)) != bytes.end(); ++at) {
             const uint64_t place = from + static_cast<uint64_t>(at - bytes.begin());
             if (wanted(place)) return place;
         }
-        if (bytes.size() < kWindow) break;  // also where it cannot be read
-        from += kWindow - 3;
+        if (bytes.size() < std::size(kBegin)) break;  // also where it cannot be read, which the source remembers
+        from += bytes.size() - 3;
     }
     return limit;
 }
@@ -59,7 +65,8 @@ std::optional<CPartition> PackAt(SalvageInput& source, uint64_t place) {
 
 std::optional<Op1bElement> PictureAt(SalvageInput& source, uint64_t place, uint64_t limit) {
     const auto head = ReadKLVHead(source.Copy(place, 25));
-    if (!head || head->key != kAVCLongGOPElementKey || head->length % 4 != 0) return std::nullopt;
+    if (!head || head->key != kAVCLongGOPElementKey || head->length % 4 != 0 || head->length > kMostPicture)
+        return std::nullopt;
     const uint64_t offset = place + head->size;
     if (offset > limit || head->length > limit - offset) return std::nullopt;
     return Op1bElement{place, offset, head->length};
@@ -87,9 +94,10 @@ struct Walked {
     std::vector<size_t> guessed;  // which have a damaged head
     uint64_t end = 0;
 };
-Walked Walk(SalvageInput& source, uint64_t at, uint64_t limit, bool upToLimit) {
+// No more than one beyond `most`. A picture that would be larger than any ends the walk.
+Walked Walk(SalvageInput& source, uint64_t at, uint64_t limit, bool upToLimit, size_t most) {
     Walked walked;
-    while (at < limit) {
+    while (at < limit && walked.pictures.size() <= most) {
         if (const auto picture = PictureAt(source, at, limit)) {
             walked.pictures.push_back(*picture);
             at = picture->offset + picture->size;
@@ -100,7 +108,7 @@ Walked Walk(SalvageInput& source, uint64_t at, uint64_t limit, bool upToLimit) {
             return PictureAt(source, place, limit) || PackAt(source, place);
         });
         if (next == limit && !upToLimit) break;
-        if (next - at < kKLVHeadSize) break;
+        if (next - at < kKLVHeadSize || next - at > kMostPicture) break;
         walked.guessed.push_back(walked.pictures.size());
         walked.pictures.push_back({at, at + kKLVHeadSize, next - at - kKLVHeadSize});
         at = next;
@@ -143,16 +151,32 @@ private:
         Op1bContent content;
         uint64_t picturesEnd = 0, end = 0;  // `end` as it is when nothing of it is missing
         bool indexed = false;
+        std::optional<int64_t> number;  // of its first frame, by its index
+    };
+
+    // What follows a damaged stretch.
+    struct Ahead {
+        uint64_t start = 0;             // of the next group, or the end of the file
+        bool last = true;               // there is none
+        bool readable = true;           // the stretch
+        std::optional<int64_t> number;  // of the first frame of the next group
     };
 
     uint32_t GroupFrames() const { return groupFrames_.value_or(VideoStandardToPartitionFrame(format_.videoStd)); }
     uint64_t SoundBytes(int64_t frames) const;
     uint64_t PackSize() const { return packSize_; }
 
+    const Ahead& LookAhead(Op1bScan& scan, uint64_t at);
+    std::optional<int64_t> NumberBehind(uint64_t place);
+    std::optional<int64_t> FramesUpTo(const Ahead& ahead, uint64_t at) const;
+    bool CanBeRead(uint64_t from, uint64_t to);
+    bool Fits(const Op1bGroup& group);
+    bool IsNumbered(const Resolved& resolved, const Ahead& ahead, std::optional<int64_t> told) const;
     bool Take(const Op1bGroup& group);
     bool TakeResolved(Resolved& resolved, uint64_t limit, bool last);
     void TakeTail(Resolved& resolved);
     void Lose(uint64_t from, uint64_t to, const char* why);
+    void LoseFrames(uint64_t from, uint64_t to, int64_t frames, const char* why);
     void Append(std::vector<Op1bPiece> pieces);
     void Account(const Op1bContent& content, uint64_t end, const std::vector<Op1bPiece>& pieces, uint64_t lost);
 
@@ -170,11 +194,13 @@ private:
     Op1bGroupBuilder groups_;
     uint64_t packSize_ = 0;
     std::optional<uint32_t> groupFrames_;
-    int64_t framesBefore_ = 0;               // in the old file
-    std::vector<Op1bElement> before_;        // pictures of the group in front
-    std::vector<MXFINDEXENTRYTag> pattern_;  // entries of a whole group
-    int64_t mended_ = 0, borrowed_ = 0;      // groups
-    bool tail_ = false, moved_ = false;
+    int64_t framesBefore_ = 0;  // in the old file
+    bool counted_ = true;       // framesBefore_ is no guess
+    std::optional<Ahead> ahead_;
+    std::vector<Op1bElement> before_;                     // pictures of the group in front
+    std::vector<MXFINDEXENTRYTag> pattern_;               // entries of a whole group
+    int64_t mended_ = 0, borrowed_ = 0;                   // groups
+    bool tail_ = false, moved_ = false, behind_ = false;  // a lost group
     Op1bBody body_;
 };
 
@@ -187,39 +213,40 @@ Op1bBody BodyReader::Read() {
     packSize_ = SizesOf(format_, 0, 0).pack;
     body_.end = kHeaderSize;
     uint64_t at = kHeaderSize;
-    while (at < size) {
+    while (at < size && groups_.IsGood()) {
         Op1bScan scan(*file_.get(), file_.Allocator(), at, size,
                       {format_.videoStd, format_.channels, format_.bytesPerSample});
         Op1bGroup group;
-        const bool found = scan.Next(group) == Op1bScan::Found::kGroup;
-        if (found && group.frames > GroupFrames()) break;
-        if (found) {
-            if (!Take(group)) break;
+        const Op1bScan::Found found = scan.Next(group);
+        if (found == Op1bScan::Found::kGroup) {
+            const bool fits = Fits(group);
+            if (!fits || !Take(group)) LoseFrames(at, group.end, group.frames, fits ? kUntold : kOdd);
             at = group.end;
             // Frames are found by the length of the first group, so behind a shorter one there is none.
-            if (group.frames < GroupFrames()) break;
+            if (fits && group.frames < GroupFrames()) break;
             continue;
         }
-        Op1bGroup next;
-        const bool last = !scan.FindNextGroup();
-        if (!last && scan.Next(next) == Op1bScan::Found::kGroup && pattern_.empty())
-            NoteEntries(EntriesOf(next.index.front()));
-        const uint64_t limit = last ? size : next.start;
-        auto resolved = Resolve(at, limit, last);
-        if (resolved && TakeResolved(*resolved, limit, last)) {
-            at = last && resolved->end > size ? size : resolved->end;
+        const Ahead ahead = LookAhead(scan, at);
+        if (found == Op1bScan::Found::kReadError || !ahead.readable) {
+            body_.unreadable = body_.unreadable.value_or(at);
+            LoseFrames(at, ahead.start, FramesUpTo(ahead, at).value_or(ahead.last ? 0 : GroupFrames()), kUnreadable);
+            at = ahead.start;
             continue;
         }
-        if (last) break;
-        Lose(at, limit, kUntold);
-        const int64_t frames = next.index.empty() ? 0 : next.index.front().GetStartPosition() - framesBefore_;
-        const bool told = frames > 0 && frames <= static_cast<int64_t>((limit - at) / kKLVHeadSize);
-        framesBefore_ += told ? frames : GroupFrames();
-        body_.framesFound += told ? frames : GroupFrames();
-        moved_ = true;
-        before_.clear();
-        at = limit;
+        const auto told = FramesUpTo(ahead, at);
+        auto resolved = Resolve(at, ahead.start, ahead.last);
+        if (resolved && IsNumbered(*resolved, ahead, told) && TakeResolved(*resolved, ahead.start, ahead.last)) {
+            at = std::min(resolved->end, size);
+            continue;
+        }
+        if (ahead.last) break;
+        counted_ = told.has_value();
+        LoseFrames(at, ahead.start, told.value_or(GroupFrames()), kUntold);
+        at = ahead.start;
     }
+    if (!groups_.IsGood() && body_.failure.empty()) body_.failure = "its groups of frames cannot be built";
+    if (const auto offset = source_.Unreadable()) body_.unreadable = offset;
+    body_.moves = body_.moves || body_.unreadable;
     // What can stand there is a footer that did not come to its end; a pack tells of its kind with its 14th byte.
     const auto rest = source_.Copy(at, sizeof(MXFKEYTag));
     const bool footer =
@@ -235,8 +262,74 @@ Op1bBody BodyReader::Read() {
     if (borrowed_ > 0)
         body_.rebuilt.push_back("the index of " + std::to_string(borrowed_) + " groups after that of another");
     if (tail_) body_.rebuilt.emplace_back("the tables of the last group of frames");
-    if (moved_ && body_.moves) body_.rebuilt.emplace_back("the tables of the groups behind a lost one");
+    if (behind_) body_.rebuilt.emplace_back("the tables of the groups behind a lost one");
     return std::move(body_);
+}
+
+// Looks once for each stretch.
+const BodyReader::Ahead& BodyReader::LookAhead(Op1bScan& scan, uint64_t at) {
+    if (ahead_ && at < ahead_->start) return *ahead_;
+    Ahead ahead;
+    ahead.start = source_.GetSize();
+    Op1bGroup next;
+    for (int64_t groups = 0; groups < kMostAhead && !ahead.number && scan.FindNextGroup(); ++groups) {
+        const bool whole = scan.Next(next) == Op1bScan::Found::kGroup;
+        if (whole && pattern_.empty()) NoteEntries(EntriesOf(next.index.front()));
+        if (ahead.last) ahead.start = next.start;
+        ahead.last = false;
+        if (const auto number = NumberBehind(next.start)) ahead.number = *number - groups * GroupFrames();
+    }
+    ahead.readable = CanBeRead(at, ahead.start);
+    return ahead_.emplace(ahead);
+}
+
+// The number of the first frame of the group that begins here, by its index.
+std::optional<int64_t> BodyReader::NumberBehind(uint64_t place) {
+    std::optional<int64_t> number;
+    FindKey(source_, place + packSize_, std::min(source_.GetSize(), place + kFirstGroup), [&](uint64_t at) {
+        const auto pack = PackAt(source_, at);
+        if (!pack || (pack->GetIndexSID() != kPictureIndexSID && pack->GetBodySID() != kPictureSID)) return false;
+        const auto segment = pack->GetBodySID() == kPictureSID ? std::nullopt : SegmentBehind(source_, at, *pack);
+        if (segment) number = segment->GetStartPosition();
+        return true;
+    });
+    // Each frame has a head in front of it.
+    const bool likely = number && *number >= 0 && std::cmp_less(*number, place / kKLVHeadSize);
+    return likely ? number : std::nullopt;
+}
+
+// How many frames are missing or damaged from here up to the next group.
+std::optional<int64_t> BodyReader::FramesUpTo(const Ahead& ahead, uint64_t at) const {
+    if (!ahead.number || !counted_) return std::nullopt;
+    const int64_t frames = *ahead.number - framesBefore_;
+    const bool likely = frames > 0 && std::cmp_less_equal(frames, (ahead.start - at) / kKLVHeadSize);
+    return likely ? std::optional(frames) : std::nullopt;
+}
+
+bool BodyReader::CanBeRead(uint64_t from, uint64_t to) {
+    for (uint64_t at = from; at < to; at += kWindow)
+        if (const uint64_t step = std::min(kWindow, to - at); source_.Copy(at, step).size() < step) return false;
+    return true;
+}
+
+// All groups have the length of the first, but for a shorter one at the end.
+bool BodyReader::Fits(const Op1bGroup& group) {
+    if (group.frames >= GroupFrames()) return group.frames == GroupFrames();
+    Op1bScan scan(*file_.get(), file_.Allocator(), group.end, source_.GetSize(),
+                  {format_.videoStd, format_.channels, format_.bytesPerSample});
+    Op1bGroup next;
+    const bool whole = scan.Next(next) == Op1bScan::Found::kGroup;
+    if (!groupFrames_) return !whole || next.frames <= group.frames;
+    return !whole && !scan.FindNextGroup();
+}
+
+// Damage that swallows packs can make one group of several. Either the next group says that just this one is in front
+// of it, or its own index says which it is.
+bool BodyReader::IsNumbered(const Resolved& resolved, const Ahead& ahead, std::optional<int64_t> told) const {
+    const bool own = counted_ && resolved.indexed && resolved.number == framesBefore_;
+    if (ahead.last) return !counted_ || !resolved.number || own;
+    if (own || !told) return true;
+    return *told == GroupFrames() && resolved.end == ahead.start;
 }
 
 uint64_t BodyReader::SoundBytes(int64_t frames) const {
@@ -249,7 +342,17 @@ void BodyReader::Lose(uint64_t from, uint64_t to, const char* why) {
     if (from < to) body_.losses.push_back({from, to - from, why});
 }
 
+// Those behind them move, and what is told of these could be wrong: the file itself is not to be cut.
+void BodyReader::LoseFrames(uint64_t from, uint64_t to, int64_t frames, const char* why) {
+    Lose(from, to, why);
+    framesBefore_ += frames;
+    body_.framesFound += frames;
+    body_.moves = moved_ = true;
+    before_.clear();
+}
+
 void BodyReader::Append(std::vector<Op1bPiece> pieces) {
+    behind_ = moved_;
     for (Op1bPiece& piece : pieces) {
         body_.moves = body_.moves || (piece.made.empty() && piece.from != body_.end);
         body_.end += piece.size;
@@ -279,7 +382,11 @@ void BodyReader::NoteEntries(const std::vector<MXFINDEXENTRYTag>& entries) { pat
 
 // A whole one. It stays as it is where it is of another layout than ours, unless it has to move.
 bool BodyReader::Take(const Op1bGroup& group) {
-    groupFrames_ = groupFrames_.value_or(group.frames);
+    const int64_t number = group.index.front().GetStartPosition();
+    if (!counted_ && number > framesBefore_ && std::cmp_less(number, group.start / kKLVHeadSize)) {
+        framesBefore_ = number;
+        counted_ = true;
+    }
     Op1bContent content{group.start, group.pictures, EntriesOf(group.index.front()), 0, {}, 0};
     content.ancAt = group.partitions[2].offset + packSize_;
     for (const Op1bElement& sound : group.sounds) {
@@ -290,6 +397,7 @@ bool BodyReader::Take(const Op1bGroup& group) {
     const uint64_t start = groups_.End();
     auto pieces = groups_.Add(content, false, body_.framesDamaged);
     if (!pieces) return false;
+    groupFrames_ = groupFrames_.value_or(group.frames);
     if (start == group.start && groups_.End() != group.end) {
         groups_.Keep(group.end, group.partitions.back());
         pieces = std::vector<Op1bPiece>{{group.start, group.end - group.start, {}, true}};
@@ -318,7 +426,10 @@ std::optional<BodyReader::Resolved> BodyReader::ByIndex(uint64_t start, uint64_t
     Resolved resolved;
     resolved.content.start = start;
     resolved.picturesEnd = place;
-    if (segment) resolved.content.entries = EntriesOf(*segment);
+    if (segment) {
+        resolved.content.entries = EntriesOf(*segment);
+        resolved.number = segment->GetStartPosition();
+    }
     auto& entries = resolved.content.entries;
     auto& pictures = resolved.content.pictures;
     if (entries.size() > GroupFrames()) entries.clear();
@@ -363,21 +474,22 @@ std::optional<BodyReader::Resolved> BodyReader::Resolve(uint64_t start, uint64_t
         return resolved;
     };
     auto resolved = ByIndex(start, limit);
+    const auto number = resolved ? resolved->number : std::nullopt;
     if (resolved && !resolved->indexed) {
         // The place of the index alone tells where the pictures end.
-        Walked walked = Walk(source_, first, resolved->picturesEnd, true);
+        Walked walked = Walk(source_, first, resolved->picturesEnd, true, frames);
         const bool whole = walked.end == resolved->picturesEnd && (last || Divide(walked, frames));
         resolved = whole ? std::optional(told(std::move(walked))) : std::nullopt;
     }
     if (!resolved && !last) {
         const uint64_t behind = SizesOf(format_, frames, SoundBytes(frames)).All(format_.channels);
         if (limit - first > behind) {
-            Walked walked = Walk(source_, first, limit - behind, true);
+            Walked walked = Walk(source_, first, limit - behind, true, frames);
             if (walked.end == limit - behind && Divide(walked, frames)) resolved = told(std::move(walked));
         }
     }
     if (!resolved) {
-        Walked walked = Walk(source_, first, limit, false);
+        Walked walked = Walk(source_, first, limit, false, frames);
         if (walked.pictures.size() > frames) {
             walked.pictures.resize(frames);
             walked.end = walked.pictures.back().offset + walked.pictures.back().size;
@@ -391,6 +503,7 @@ std::optional<BodyReader::Resolved> BodyReader::Resolve(uint64_t start, uint64_t
         return there && there->size == picture.size;
     };
     if (std::ranges::none_of(resolved->content.pictures, whole)) return std::nullopt;
+    resolved->number = number;
     Place(*resolved);
     return resolved;
 }
@@ -469,8 +582,12 @@ void BodyReader::TakeTail(Resolved& resolved) {
     // Behind the last picture kept the others are lost, and behind its sound theirs; a picture that is not whole, too.
     const size_t before = body_.losses.size();
     const uint64_t keptEnd = content.pictures.back().offset + content.pictures.back().size;
-    Lose(keptEnd, resolved.indexed ? resolved.picturesEnd : (format_.channels == 0 ? size : resolved.picturesEnd),
-         kUnfinished);
+    // Where something of what belongs behind the pictures is in its place, no other picture began there.
+    const bool closed =
+        resolved.indexed || format_.channels != 0 || std::ranges::any_of(*pieces, [&](const Op1bPiece& piece) {
+            return piece.made.empty() && piece.from + piece.size > keptEnd;
+        });
+    Lose(keptEnd, closed ? resolved.picturesEnd : size, kUnfinished);
     for (uint32_t channel = 0; channel < format_.channels; ++channel)
         Lose(content.soundAt[channel] + content.soundSize, content.soundAt[channel] + there(channel), kUnfinished);
     uint64_t lost = 0;
@@ -514,7 +631,7 @@ std::vector<uint8_t> FirstOp1bPictures(SalvageInput& source, uint64_t most) {
     while (pictures.size() < most) {
         const auto picture = PictureAt(source, at, limit);
         if (!picture) break;
-        const auto bytes = source.Copy(picture->offset, picture->size);
+        const auto bytes = source.Copy(picture->offset, std::min<uint64_t>(picture->size, most - pictures.size()));
         pictures.insert(pictures.end(), bytes.begin(), bytes.end());
         at = picture->offset + picture->size;
     }

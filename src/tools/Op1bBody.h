@@ -16,8 +16,10 @@ struct Op1bBody {
     std::string failure;  // why it cannot be told
     int64_t framesFound = 0, framesKept = 0, framesDamaged = 0;
     std::vector<Op1bPiece> pieces;  // from the end of the header on
-    bool moves = false;             // some of them come to lie elsewhere than they are
-    uint64_t end = 0;               // of the body, in the new file
+    // Some of them come to lie elsewhere than they are, or what is lost may be there for another who looks at it.
+    bool moves = false;
+    std::optional<uint64_t> unreadable;  // where the file could not be read first
+    uint64_t end = 0;                    // of the body, in the new file
     uint64_t keptSize = 0, rebuiltSize = 0;
     std::vector<SalvageLoss> losses;
     std::vector<std::string> rebuilt;  // what is made anew, in words

@@ -15,8 +15,9 @@ namespace {
 
 constexpr uint32_t kAudioKLSize = 24;
 constexpr uint64_t kANCElementSize = 512;
-constexpr uint32_t kANCHeadSize = 42;  // of an element without data, with the head of the fill item behind it
-constexpr uint64_t kMostANC = 470;     // bytes of data
+constexpr uint32_t kANCHeadSize = 42;        // of an element without data, with the head of the fill item behind it
+constexpr uint64_t kMostANC = 470;           // bytes of data
+constexpr uint64_t kMostPicture = 0xFFFFFF;  // that a length of 3 bytes tells
 
 bool IsANCElement(std::span<const uint8_t> bytes) {
     const auto head = ReadKLVHead(bytes);
@@ -65,6 +66,10 @@ Op1bGroupBuilder::Op1bGroupBuilder(const Op1bFormat& format, SalvageInput& sourc
 std::optional<std::vector<Op1bPiece>> Op1bGroupBuilder::Add(const Op1bContent& group, bool load, int64_t& damaged) {
     const auto frames = static_cast<uint32_t>(group.pictures.size());
     if (frames == 0 || group.entries.size() < frames || group.soundAt.size() < format_.channels) return std::nullopt;
+    const auto tooLarge = [](const Op1bElement& picture) {
+        return picture.offset - picture.start == kKLVHeadSize && picture.size > kMostPicture;
+    };
+    if (std::ranges::any_of(group.pictures, tooLarge)) return std::nullopt;
     pieces_.clear();
     load_ = load;
     cursor_ = group.start;

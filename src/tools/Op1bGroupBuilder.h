@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <new>
 #include <optional>
 #include <vector>
 
@@ -65,14 +66,20 @@ public:
     int64_t Frames() const { return frames_; }
     uint64_t End() const { return end_; }
 
-    // The pieces of the next group; nothing when it cannot be built. `damaged` counts pictures whose head had to be
-    // made. With `load` what is kept and does not stay at its place is taken into memory.
+    // Whether nothing went wrong that concerns more than one group.
+    bool IsGood() const { return good_; }
+    // The pieces of the next group; nothing when it is none that a clip has, which leaves the others alone. `damaged`
+    // counts pictures whose head had to be made. With `load` what is kept and does not stay at its place is taken into
+    // memory.
     std::optional<std::vector<Op1bPiece>> Add(const Op1bContent& group, bool load, int64_t& damaged);
     // Instead of the pieces that Add gave last: the group stays as it is up to `end`, and `last` is its last partition.
     void Keep(uint64_t end, const MXF_PARTITION_INFOTag& last);
 
 private:
-    void Require(int32_t status) { good_ = good_ && status == kStatusOk; }
+    void Require(int32_t status) {
+        if (status == kStatusNoMemory) throw std::bad_alloc();
+        good_ = good_ && status == kStatusOk;
+    }
     template <class Get>
     std::vector<uint8_t> Built(Get get, uint64_t size);
     bool Put(std::vector<uint8_t> made);

@@ -105,6 +105,7 @@ bool Op1bSalvage::OpenFile() {
     const int64_t size = file_->Seek(0, kSeekEnd);
     if (size < 0) return Fail("Seek Error.");
     fileSize_ = static_cast<uint64_t>(size);
+    if (expected_) fileSize_ = std::min(fileSize_, expected_->bodyEnd);
     return true;
 }
 
@@ -163,6 +164,8 @@ bool Op1bSalvage::GetFileParam() {
         if (group.frames < groupFrames_) break;
     }
     if (frames_ == 0 && !cancel_) return FileFault("Duration is 0.");
+    isOther_ = expected_ && !cancel_ && (frames_ != expected_->frames || bodyEnd_ != expected_->bodyEnd);
+    if (isOther_) return FileFault("Other Frames than expected.");
     return true;
 }
 

@@ -31,18 +31,26 @@ struct SalvagedClip {
     MXFUMIDEXTag startUMID;
 };
 
+// What a run must come to.
+struct Op1bExpected {
+    int64_t frames = 0;
+    uint64_t bodyEnd = 0;
+};
+
 // One salvage run over the file of an OP-1b clip, on the caller's thread. Every failure is logged.
 class Op1bSalvage {
 public:
-    // `cancel` may be raised from any thread; `progress` is told percentages. Both must outlive the run.
+    // `cancel` may be raised from any thread; `progress` is told percentages. Both must outlive the run. A run that
+    // does not come to what is `expected` writes nothing.
     Op1bSalvage(const std::string& fileName, const std::atomic<bool>& cancel,
-                const std::function<void(int32_t)>& progress)
-        : fileName_(fileName), cancel_(cancel), progress_(progress) {}
+                const std::function<void(int32_t)>& progress, std::optional<Op1bExpected> expected = std::nullopt)
+        : fileName_(fileName), cancel_(cancel), progress_(progress), expected_(expected) {}
 
     // All or nothing up to the first write; from there on it cannot be cancelled. kSalvageCompleted, kSalvageCancelled,
     // kSalvageFailed.
     int32_t Execute();
     const SalvagedClip& Clip() const { return clip_; }
+    bool IsOtherThanExpected() const { return isOther_; }
 
 private:
     bool Prepare();
@@ -68,6 +76,8 @@ private:
     const std::string fileName_;
     const std::atomic<bool>& cancel_;
     const std::function<void(int32_t)>& progress_;
+    const std::optional<Op1bExpected> expected_;
+    bool isOther_ = false;
 
     FactoryStream file_;
     uint64_t fileSize_ = 0;

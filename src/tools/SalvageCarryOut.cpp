@@ -17,6 +17,7 @@
 #include "tools/SalvageHeader.h"
 #include "tools/SalvageInput.h"
 #include "tools/SalvageOp1b.h"
+#include "tools/SalvageSheet.h"
 
 namespace kmxf {
 
@@ -83,6 +84,8 @@ using Outcome = std::string;
 
 Outcome MendAtom(const SalvagePlan& plan, const SalvagedFile& file, const std::string& target) {
     uint64_t end = kEssenceOffset + file.keptSize;
+    const bool newSets = std::ranges::find(file.rebuilt, kParameterSets) != file.rebuilt.end();
+    if (newSets) end += SizeInFront(file.compType);
     if (!TruncatePelmard(target.c_str(), static_cast<int64_t>(end))) return "cannot be cut to its whole frames";
     if (file.content == SalvageContent::kSound) {
         const int64_t samples = DurationToAudioSample(file.videoStd, plan.duration, file.samplesPerSec);
@@ -93,13 +96,9 @@ Outcome MendAtom(const SalvagePlan& plan, const SalvagedFile& file, const std::s
         if (!TruncatePelmard(target.c_str(), static_cast<int64_t>(end))) return "cannot be filled with silence";
     } else if (const uint32_t inFront = SizeInFront(file.compType)) {
         std::vector<uint8_t> block(inFront);
-        SalvageInput source(target);
-        const auto there = source.Copy(kEssenceOffset, inFront);
-        // A NAL unit stands at the start, or the block is damaged.
-        constexpr uint8_t kDelimiter[] = {0, 0, 0, 1, 9};
-        if (there.size() < inFront || !std::equal(kDelimiter, kDelimiter + sizeof kDelimiter, there.begin())) {
-            if (!GetAVCIHeader(file.videoStd, file.compType, block.data()) || !WriteAt(target, kEssenceOffset, block))
-                return "its parameter sets cannot be written";
+        if (newSets &&
+            (!GetAVCIHeader(file.videoStd, file.compType, block.data()) || !WriteAt(target, kEssenceOffset, block))) {
+            return "its parameter sets cannot be written";
         }
     }
     PlannedSalvage salvage(plan, file, target);
@@ -108,16 +107,34 @@ Outcome MendAtom(const SalvagePlan& plan, const SalvagedFile& file, const std::s
     return salvage.GetDuration() == plan.duration ? "" : "came out shorter than it should";
 }
 
+// By the library's own files, which a client may watch. The target must not exist.
+Outcome CopyFile(const std::string& from, const std::string& to) {
+    constexpr uint64_t kStep = 4 << 20;
+    std::error_code error;
+    if (fs::exists(fs::symlink_status(to, error))) return "cannot be copied: File exists";
+    SalvageInput source(from);
+    FactoryFile out;
+    if (!source.IsOpened()) return "cannot be read";
+    if (!out.Open(to.c_str(), kOpenCreate)) return "cannot be copied";
+    for (uint64_t at = 0; at < source.GetSize();) {
+        const auto bytes = source.Copy(at, kStep);
+        if (bytes.empty() || source.Unreadable())
+            return std::string(kUnreadable) + " (offset " + std::to_string(source.Unreadable().value_or(at)) + ")";
+        if (!std::cmp_equal(out->Write(bytes.data(), static_cast<uint32_t>(bytes.size())), bytes.size()))
+            return "cannot be copied";
+        at += bytes.size();
+    }
+    return out.Close() ? "" : "cannot be copied";
+}
+
 Outcome Mend(const SalvagePlan& plan, const SalvagedFile& file, const std::string& target,
              const SalvageIndexer& indexer, std::string& note) {
     const bool inPlace = IsInPlace(file, target);
-    if (file.action == SalvageAction::kMend && file.content == SalvageContent::kClip)
-        return MendOp1bFile(plan, file, target, inPlace, indexer, note);
-    if (!inPlace) {
-        std::error_code error;
-        if (!fs::copy_file(file.path, target, error)) return "cannot be copied: " + error.message();
-        fs::permissions(target, fs::perms::owner_write, fs::perm_options::add, error);
+    const bool isClip = file.action == SalvageAction::kMend && file.content == SalvageContent::kClip;
+    if (!inPlace && !(isClip && file.moves)) {
+        if (Outcome outcome = CopyFile(file.path, target); !outcome.empty()) return outcome;
     }
+    if (isClip) return MendOp1bFile(plan, file, target, inPlace || !file.moves, indexer, note);
     return file.action == SalvageAction::kMend ? MendAtom(plan, file, target) : "";
 }
 
@@ -185,7 +202,8 @@ SalvageResult CarryOutSalvage(const SalvagePlan& plan, const std::vector<std::st
         return result;
     }
     const auto fail = [&](size_t i, const Outcome& outcome) {
-        result.failure = targets[i] + ": " + outcome;
+        result.failure = plan.files[i].path + ": " + outcome;
+        result.unreadable = outcome.starts_with(kUnreadable);
         return result;
     };
     // All that can be refused without having written anything.

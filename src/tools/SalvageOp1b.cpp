@@ -29,6 +29,8 @@ constexpr uint64_t kLook = 8 << 20;      // bytes of pictures that tell their fo
 constexpr uint64_t kCopyStep = 4 << 20;  // bytes
 constexpr size_t kMostPack = 1024;
 
+const char* const kOtherGroups = "reads back with other groups of frames than were found, and is not closed";
+
 Op1bFormat FormatOf(const SalvagedFile& file) {
     return {file.videoStd, file.compType, static_cast<uint8_t>(file.bytesPerSample), file.channels, file.playerLayout};
 }
@@ -133,11 +135,7 @@ std::string MakeHeader(const SalvagePlan& plan, const SalvagedFile& file, const 
     return written ? "" : "its header cannot be written";
 }
 
-bool Finish(const std::string& target) {
-    const std::atomic<bool> cancel{false};
-    const std::function<void(int32_t)> progress = [](int32_t) {};
-    return Op1bSalvage(target, cancel, progress).Execute() == kSalvageCompleted;
-}
+std::string CannotRead(uint64_t offset) { return "cannot be read (offset " + std::to_string(offset) + ")"; }
 
 }  // namespace
 
@@ -166,7 +164,9 @@ void ScanOp1bFile(SalvagedFile& file, SalvageInput& source, const SalvageHeader&
     file.rebuiltSize = std::min<uint64_t>(file.fileSize, kOp1bHeaderSize) + body.rebuiltSize;
     file.moves = body.moves;
     for (const SalvageLoss& loss : body.losses) Lose(file, loss.offset, loss.size, loss.why);
-    file.lastFrameHash = HashOf(source.Copy(body.lastPicture.offset, body.lastPicture.size));
+    file.lastFrameHash = HashOf(source, body.lastPicture.offset, body.lastPicture.size);
+    // What cannot be read now may be another time: such a file is never written to.
+    file.moves = file.moves || source.Unreadable();
     file.rebuilt = std::move(body.rebuilt);
     if (file.framesKept == 0) GiveUp(file, "it holds no whole group of frames, nor the sound of one");
 }
@@ -179,18 +179,29 @@ std::string MendOp1bFile(const SalvagePlan& plan, const SalvagedFile& file, cons
         return "is no longer what it was when it was looked at";
     SalvageInput source(file.path);
     std::error_code error;
-    if (body.moves && inPlace) return "has groups of frames that have to move, which can be done in a copy only";
+    if (body.unreadable && inPlace) return CannotRead(*body.unreadable) + ", so it is salvaged to a copy only";
+    if ((body.moves || file.moves) && inPlace)
+        return "has groups of frames that have to move, which can be done in a copy only";
     if (!body.moves && !inPlace) {
         if (!fs::copy_file(file.path, target, error)) return "cannot be copied: " + error.message();
         fs::permissions(target, fs::perms::owner_write, fs::perm_options::add, error);
     }
-    if (!WriteBody(body, target, source)) return "its groups of frames cannot be written";
-    if (!TruncatePelmard(target.c_str(), static_cast<int64_t>(body.end))) return "cannot be cut to its whole groups";
-    if (Finish(target)) return "";
+    if (!WriteBody(body, target, source))
+        return source.Unreadable() ? CannotRead(*source.Unreadable()) : "its groups of frames cannot be written";
+    // Behind the groups of the plan nothing is cut off before they are found again as they are in it.
+    const std::atomic<bool> cancel{false};
+    const std::function<void(int32_t)> progress = [](int32_t) {};
+    const auto finish = [&](const char* otherwise) -> std::string {
+        Op1bSalvage run(target, cancel, progress, Op1bExpected{body.framesKept, body.end});
+        if (run.Execute() == kSalvageCompleted) return "";
+        return run.IsOtherThanExpected() ? kOtherGroups : otherwise;
+    };
+    std::string failure = finish("its header is damaged");
+    if (failure.empty() || failure == kOtherGroups) return failure;
     // What is damaged in the old header can be in its way.
-    if (std::string failure = MakeHeader(plan, file, target); !failure.empty()) return failure;
+    if (std::string made = MakeHeader(plan, file, target); !made.empty()) return made;
     note = "the header was damaged, and is made of what could still be read of it";
-    return Finish(target) ? "" : "its header and footer cannot be written";
+    return finish("its header and footer cannot be written");
 }
 
 }  // namespace kmxf

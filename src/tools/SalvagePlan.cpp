@@ -10,6 +10,7 @@
 #include "core/Layout.h"
 #include "core/NewUMID.h"
 #include "kmxf/core/VideoStandard.h"
+#include "tools/ClipGroups.h"
 #include "tools/EssenceFrames.h"
 #include "tools/SalvageHeader.h"
 #include "tools/SalvageInput.h"
@@ -71,16 +72,23 @@ MemberName NameOf(const std::string& path) {
     return {stem.substr(0, size - 2), static_cast<uint32_t>(std::stoul(stem.substr(size - 2)))};
 }
 
+// The key of a pack, up to the byte that tells its kind.
+constexpr size_t kSameInPacks = 13;
+
+bool IsPack(SalvageInput& source, uint64_t offset) {
+    const auto key = source.Copy(offset, kSameInPacks);
+    return key.size() == kSameInPacks && std::ranges::equal(key, std::span(kPartitionPackKey.bytes, kSameInPacks));
+}
+
 // Where a footer begins that was written before the header could name it, and may be cut off itself.
 uint64_t FooterAtEnd(SalvageInput& source) {
     const uint64_t size = source.GetSize();
     const uint64_t from = size - std::min(size, kMostFooter);
     const auto bytes = source.Copy(from, kMostFooter);
-    // The key of a pack, up to the byte that tells its kind; on the way to the end of a file that can only be a footer.
-    constexpr size_t kSame = 13;
+    // On the way to the end of a file a pack can only be a footer.
     const uint8_t* const key = kPartitionPackKey.bytes;
     for (size_t i = 0; i + kLeastOfKey <= bytes.size(); ++i) {
-        if (std::equal(key, key + std::min(kSame, bytes.size() - i), bytes.data() + i)) return from + i;
+        if (std::equal(key, key + std::min(kSameInPacks, bytes.size() - i), bytes.data() + i)) return from + i;
     }
     return size;
 }
@@ -98,7 +106,8 @@ bool IsClip(const SalvageHeader& header, SalvageInput& source) {
     return header.layout == kOp1b || (header.layout == kOther && !header.otherPattern && HasOp1bBody(source));
 }
 
-void Recognise(Scanned& scanned, const SalvageChoice& choice) {
+// `beside`: pictures of its name are there, so that two digits at the end of it name a channel.
+void Recognise(Scanned& scanned, const SalvageChoice& choice, bool beside) {
     SalvagedFile& file = scanned.file;
     const SalvageHeader& header = scanned.header;
     file.wide = header.wide;
@@ -120,11 +129,11 @@ void Recognise(Scanned& scanned, const SalvageChoice& choice) {
         scanned.format = *format;
         file.content = SalvageContent::kPicture;
         file.formatFrom = SalvageOrigin::kEssence;
-    } else if (NameOf(file.path).channel) {
+    } else if (!beside && choice.compType && choice.videoStd) {
+        file.content = SalvageContent::kPicture;
+    } else if (NameOf(file.path).channel || choice.bytesPerSample) {
         file.content = SalvageContent::kSound;
         file.formatFrom = SalvageOrigin::kSiblings;
-    } else if (choice.compType && choice.videoStd) {
-        file.content = SalvageContent::kPicture;
     } else {
         return GiveUp(file, "neither its header nor its essence tells what it is");
     }
@@ -286,6 +295,17 @@ void HashLastFrame(Scanned& scanned) {
     file.lastFrameHash = HashOf(scanned.source->Copy(kEssenceOffset + begin, end - begin));
 }
 
+// A NAL unit stands at the start of the block in front of AVC-Intra frames, or the block is made anew.
+void CountParameterSets(Scanned& scanned) {
+    SalvagedFile& file = scanned.file;
+    const uint32_t inFront = file.content == SalvageContent::kPicture ? SizeInFront(file.compType) : 0;
+    constexpr uint8_t kDelimiter[] = {0, 0, 0, 1, 9};
+    if (inFront == 0 || std::ranges::equal(scanned.source->Copy(kEssenceOffset, sizeof kDelimiter), kDelimiter)) return;
+    file.keptSize -= inFront;
+    file.rebuiltSize += inFront;
+    file.rebuilt.emplace_back(kParameterSets);
+}
+
 void SayRebuilt(const Scanned& scanned, SalvagedFile& file) {
     std::vector<std::string> all{scanned.header.found ? "the header area" : "the header area, which was gone"};
     if (file.content == SalvageContent::kClip) {
@@ -310,12 +330,27 @@ void TakeIdentity(SalvagePlan& plan, const SalvageHeader& known) {
     plan.metadata = known.descriptive;
 }
 
+// Of a clip whose footer is there: nothing when what the footer and the random index tell is not there or cut.
+std::optional<int64_t> FramesOfClosedClip(Scanned& scanned) try {
+    SalvageInput& input = *scanned.source;
+    const ClipFile clip = ReadClipFileAtOnce(input, scanned.file.path);
+    uint64_t damage = 0;
+    const auto partitions = ListedPartitions(ClipSource(input, scanned.file.path), *scanned.header.footer, damage);
+    const bool whole =
+        clip.verdict.kind == ClipVerdict::Kind::kClosed && partitions &&
+        std::ranges::all_of(*partitions, [&](const ClipPartition& each) { return IsPack(input, each.place.begin); });
+    return whole ? std::optional(clip.frames) : std::nullopt;
+} catch (const ClipError&) {
+    return std::nullopt;
+}
+
 void ScanClip(Scanned& scanned, const SalvageChoice& choice, const SalvageIndexer& indexer) {
     SalvagedFile& file = scanned.file;
-    if (scanned.IsClosed()) {
+    if (const auto frames = scanned.IsClosed() ? FramesOfClosedClip(scanned) : std::nullopt) {
         file.action = SalvageAction::kLeave;
         file.reason = "it is complete";
         file.keptSize = file.fileSize;
+        file.framesFound = file.framesKept = *frames;
         file.videoStd = scanned.header.metadata.picture->videoStd;
         file.compType = scanned.header.metadata.picture->compType;
         return;
@@ -374,6 +409,12 @@ void NumberTracks(std::vector<Scanned>& all) {
     }
 }
 
+// What follows the name of a file that a killed writer left: ".part123", empty for any other.
+std::string WriterOf(const std::string& path) {
+    const std::string name = fs::path(path).filename().string(), final = FinalName(path);
+    return name == final ? "" : name.substr(final.size() + 1);
+}
+
 int Order(const SalvagedFile& file) { return file.content == SalvageContent::kSound ? 1 : 0; }
 
 void ScanAtoms(SalvagePlan& plan, std::vector<Scanned>& all, const SalvageChoice& choice) {
@@ -403,23 +444,24 @@ void ScanAtoms(SalvagePlan& plan, std::vector<Scanned>& all, const SalvageChoice
     for (Scanned& each : all) {
         SalvagedFile& file = each.file;
         if (each.IsGivenUp()) continue;
+        const int64_t length = file.content == SalvageContent::kSound ? file.framesFound : file.framesKept;
+        // Whatever became of the others, complete pictures stay; complete sound comes to be as long, unless it is the
+        // only copy.
+        const bool fits = file.content != SalvageContent::kSound || length == plan.duration || plan.duration == 0 ||
+                          choice.keepComplete;
+        if (file.action == SalvageAction::kLeave || (closed(each) && fits)) {
+            file.action = SalvageAction::kLeave;
+            file.reason = "it is complete";
+            file.framesKept = length;
+            file.keptSize = file.fileSize;
+            file.rebuiltSize = 0;
+            file.losses.clear();
+            file.lostSize = 0;
+            continue;
+        }
         if (plan.duration == 0) {
             Lose(file, kEssenceOffset, each.Available(), kWritten);
             GiveUp(file, "it holds no whole frame");
-            continue;
-        }
-        const bool wasClosed = closed(each);
-        const int64_t length = file.content == SalvageContent::kSound ? file.framesFound : file.framesKept;
-        const bool left = file.action == SalvageAction::kLeave || (wasClosed && length == plan.duration);
-        if (left) {
-            file.action = SalvageAction::kLeave;
-            file.reason = "it is complete";
-            file.keptSize = file.fileSize - std::min(file.fileSize, kEssenceOffset);
-            file.framesKept = length;
-            file.rebuiltSize = 0;
-            file.keptSize = file.fileSize;
-            file.losses.clear();
-            file.lostSize = 0;
             continue;
         }
         if (file.content == SalvageContent::kSound) {
@@ -429,8 +471,27 @@ void ScanAtoms(SalvagePlan& plan, std::vector<Scanned>& all, const SalvageChoice
         }
         SayRebuilt(each, file);
         HashLastFrame(each);
+        CountParameterSets(each);
         file.umid = each.header.fileUMID != MXFUMIDTag() ? each.header.fileUMID : NewUMID();
     }
+}
+
+// What cannot be read is not missing: such a file is not touched, and not judged by what could be read of it.
+void GiveUpUnreadable(const Scanned& each) {
+    const auto offset = each.source ? each.source->Unreadable() : std::nullopt;
+    if (!offset) return;
+    GiveUp(each.file, std::string(kUnreadable) + " (offset " + std::to_string(*offset) + ")");
+    each.file.losses.clear();
+    each.file.lostSize = 0;
+}
+
+// Of a file that was given up before all of it was told.
+void Balance(SalvagedFile& file) {
+    if (file.keptSize + file.lostSize + file.rebuiltSize == file.fileSize) return;
+    file.keptSize = file.rebuiltSize = file.lostSize = file.cutSize = file.silenceSize = 0;
+    file.framesKept = 0;
+    file.losses.clear();
+    Lose(file, 0, file.fileSize, "nothing can be told of it");
 }
 
 }  // namespace
@@ -448,6 +509,12 @@ bool SalvagePlan::LosesAnything() const {
     });
 }
 
+const SalvagedFile* SalvagePlan::Unreadable() const {
+    const auto file =
+        std::ranges::find_if(files, [](const SalvagedFile& each) { return each.reason.starts_with(kUnreadable); });
+    return file == files.end() ? nullptr : &*file;
+}
+
 std::vector<std::string> ListSalvageFiles(const std::string& folder) {
     std::vector<std::string> files;
     std::error_code error;
@@ -458,11 +525,21 @@ std::vector<std::string> ListSalvageFiles(const std::string& folder) {
 }
 
 std::vector<std::vector<std::string>> GroupSalvageFiles(const std::vector<std::string>& paths) {
-    struct Group {
+    struct Track {
+        bool picture;
+        std::optional<uint32_t> channel;
         std::string name;
+        // One file of them is of another clip, as a recording that was killed beside a later one of its name.
+        bool Excludes(const Track& other) const {
+            return name == other.name || (picture == other.picture && channel && channel == other.channel);
+        }
+    };
+    struct Group {
+        std::string name, writer;
         MXFUMIDTag umid;  // zero: no file knows it
         bool alone = false;
         std::vector<std::string> files;
+        std::vector<Track> tracks;
     };
     std::vector<Group> groups;
     for (const std::string& path : paths) {
@@ -473,15 +550,24 @@ std::vector<std::vector<std::string>> GroupSalvageFiles(const std::vector<std::s
         const bool picture =
             isClip ||
             (header.found ? header.IsPicture() : FindEssenceFormat(input.Copy(kEssenceOffset, kMostUnit)).has_value());
-        Group own{picture ? StemOf(path) : NameOf(path).clip, header.materialUMID, isClip, {path}};
-        const auto group = std::ranges::find_if(groups, [&](const Group& each) {
+        const MemberName name = NameOf(path);
+        const auto channel = header.channel || picture ? header.channel : name.channel;
+        Group own{picture ? StemOf(path) : name.clip,   WriterOf(path), header.materialUMID, isClip, {path},
+                  {{picture, channel, FinalName(path)}}};
+        const auto fits = [&](const Group& each, bool sameWriter) {
             const bool bothKnown = each.umid != MXFUMIDTag() && own.umid != MXFUMIDTag();
-            return !each.alone && !own.alone && (bothKnown ? each.umid == own.umid : each.name == own.name);
-        });
+            return !each.alone && !own.alone && (each.writer == own.writer || (bothKnown && !sameWriter)) &&
+                   (bothKnown ? each.umid == own.umid : each.name == own.name) &&
+                   std::ranges::none_of(each.tracks, [&](const Track& t) { return t.Excludes(own.tracks.front()); });
+        };
+        auto group = std::ranges::find_if(groups, [&](const Group& each) { return fits(each, true); });
+        if (group == groups.end())
+            group = std::ranges::find_if(groups, [&](const Group& each) { return fits(each, false); });
         if (group == groups.end()) {
             groups.push_back(std::move(own));
         } else {
             group->files.push_back(path);
+            group->tracks.push_back(std::move(own.tracks.front()));
             if (group->umid == MXFUMIDTag()) group->umid = own.umid;
         }
     }
@@ -524,7 +610,10 @@ SalvagePlan ScanForSalvage(const std::vector<std::string>& paths, const SalvageC
             continue;
         }
         scanned.header = ReadSalvageHeader(*scanned.source);
-        Recognise(scanned, choice);
+        const std::string clip = NameOf(paths[i]).clip;
+        Recognise(scanned, choice, std::ranges::any_of(paths, [&](const std::string& other) {
+                      return other != paths[i] && StemOf(other) == clip;
+                  }));
         if (scanned.IsGivenUp() && files[i].content != SalvageContent::kClip)
             Lose(files[i], 0, files[i].fileSize, "nothing can be told of it");
     }
@@ -547,6 +636,11 @@ SalvagePlan ScanForSalvage(const std::vector<std::string>& paths, const SalvageC
         ScanAtoms(plan, atoms, choice);
         NumberTracks(atoms);
         Identify(plan, atoms);
+    }
+    for (const Scanned& each : all) GiveUpUnreadable(each);
+    for (const Scanned& each : atoms) GiveUpUnreadable(each);
+    for (SalvagedFile& file : files) {
+        if (file.action == SalvageAction::kGiveUp) Balance(file);
     }
     std::ranges::stable_sort(files, [](const SalvagedFile& a, const SalvagedFile& b) {
         return std::pair(Order(a), a.channel) < std::pair(Order(b), b.channel);

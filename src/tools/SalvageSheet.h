@@ -8,6 +8,12 @@
 // Entries of the balance sheet.
 namespace kmxf {
 
+// The block in front of AVC-Intra frames, when it is damaged and made anew.
+inline constexpr const char* kParameterSets = "the parameter sets";
+
+// How a reason begins that is none of the file's content, but of its medium.
+inline constexpr const char* kUnreadable = "cannot be read";
+
 inline void GiveUp(SalvagedFile& file, std::string reason) {
     file.action = SalvageAction::kGiveUp;
     file.reason = std::move(reason);

@@ -20,7 +20,7 @@ WORK = ROOT / "build" / "mutants"
 TREE, BUILD = WORK / "tree", WORK / "build"
 # What the copy holds: the library and the tests of its floors.
 FLOORS = ("core", "collaborators", "structures", "writer", "reader", "tools", "roundtrip")
-PARTS = ("CMakeLists.txt", "cmake/", "include/", "src/", "tests/CMakeLists.txt", "tests/support/", "tests/data/",
+PARTS = ("CMakeLists.txt", "cmake/", "include/", "src/", "tests/CMakeLists.txt", "tests/support/", "tests/data/", "docs/check.md",
          *(f"tests/{floor}/" for floor in FLOORS))
 SECONDS = 20  # for a run of tests beyond ten times what it takes without a fault, which may make it run for ever
 

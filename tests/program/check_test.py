@@ -109,7 +109,14 @@ class Refused(CheckCase):
     def test_what_is_no_mxf_file(self):
         path = self.file("text.mxf", b"no MXF at all, but long enough to be looked at")
         self.refused(INPUT, "text.mxf: is not an MXF file", "check", path)
-        self.refused(INPUT, "empty.mxf: is not an MXF file", "check", self.file("empty.mxf", b""))
+        self.refused(INPUT, r"empty.mxf: is not an MXF file .offset 0.$", "check", self.file("empty.mxf", b""))
+
+    def test_what_is_no_mxf_file_costs_the_findings_of_no_other(self):
+        path = self.wrap("--video", DV25)
+        path.write_bytes(bytes(11) + path.read_bytes())
+        strange = self.file("text.mxf", b"no MXF at all, but long enough to be looked at")
+        document = self.json("check", "--only", path, strange, status=INPUT, says=f"^kmxf: {strange}: is not an MXF file .offset 0.$")
+        self.assertEqual(["KLV-002"], [finding["rule"] for finding in document["findings"]])
 
     def test_what_cannot_be_opened(self):
         self.refused(INPUT, "nowhere.mxf: cannot be opened: No such", "check", self.folder / "nowhere.mxf")

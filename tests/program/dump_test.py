@@ -72,7 +72,8 @@ class Json(DumpCase):
     def test_cut_anywhere_and_damaged(self):
         content = self.wrap_op1b(2, 1).read_bytes()
         for size in (1, 20, 99, 156, 1000, 8000, 40000, 131072, 131300, len(content) - 1):
-            packets = self.json("dump", self.file("cut.mxf", content[:size]))["packets"]
+            strange = {"status": INPUT, "says": "cut.mxf: is not an MXF file"} if size == 1 else {}
+            packets = self.json("dump", self.file("cut.mxf", content[:size]), **strange)["packets"]
             self.assertTiles(packets, size)
         for at in range(0, 131072, 16384):
             damaged = content[:at] + bytes(4096) + content[at + 4096:]
@@ -104,6 +105,8 @@ class Text(DumpCase):
         self.refused(INPUT, "nowhere: cannot be opened", "dump", self.folder / "nowhere")
         self.refused(INPUT, "is not a file", "dump", self.folder)
         self.refused(USAGE, "FILE", "dump")
+        strange = self.file("t.txt", b"no packets")
+        self.kmxf("dump", strange, status=INPUT, says=f"^kmxf: {strange}: is not an MXF file .offset 0.$")
 
 
 class Map(DumpCase):

@@ -127,6 +127,11 @@ class FullDisk(KmxfCase):
             with self.subTest(arguments), open("/dev/full", "wb") as full:
                 self.kmxf(*arguments, status=OUTPUT, says="standard output: cannot be written: No space", stdout=full)
 
+    def test_standard_output_that_took_only_the_end(self):
+        video = self.wrap("--video", DV25, "--audio", self.wav("in.wav", [samples(3204)] * 8))
+        with open("/dev/full", "wb") as full:
+            self.kmxf("info", "--json", video, status=OUTPUT, says="standard output: cannot be written", stdout=full)
+
     def test_a_reader_that_went_away(self):
         mxf = self.wrap("--video", self.file("long", essence(DV25.name) * 4))
         read, write = os.pipe()

@@ -8,7 +8,7 @@ import time
 import unittest
 from pathlib import Path
 
-from kmxf_case import DONE, FINDINGS, INPUT, PROGRAM, USAGE, essence, samples
+from kmxf_case import DONE, FINDINGS, INPUT, INTERRUPTED, PROGRAM, USAGE, essence, samples
 from op1b_case import GROUP, HEADER, Op1bCase, aligned, access_unit, group_starts, long_gop, partitions, samples_before
 
 ATOM_HEADER = 32768
@@ -39,8 +39,7 @@ class SalvageCase(Op1bCase):
     def assertBalanced(self, clip):
         """Every byte of a file is in one of the three sums."""
         for file in clip["files"]:
-            if file["outcome"] != "given up":
-                self.assertEqual(file["file_size"], file["kept_size"] + file["lost_size"] + file["rebuilt_size"], file)
+            self.assertEqual(file["file_size"], file["kept_size"] + file["lost_size"] + file["rebuilt_size"], file)
             self.assertEqual(file["lost_size"], sum(loss["size"] for loss in file["losses"]), file)
         self.assertEqual([], clip["findings"])
 
@@ -157,10 +156,24 @@ class CutFilesTest(SalvageCase):
         second = video.parent / "CLIP01.mxf"
         second.write_bytes(bytes(ATOM_HEADER) + second.read_bytes()[ATOM_HEADER:ATOM_HEADER + 2 * samples_before(3)])
         cut(video, ATOM_HEADER + 3 * DV25)
+        cut(video.parent / "CLIP00.mxf", ATOM_HEADER + 2 * samples_before(4))
         clip = self.salvage(video, "--in-place")
         self.assertBalanced(clip)
         self.assertEqual("siblings", clip["files"][2]["format_from"])
         self.assertEqual(3, self.file_info(second)["duration"])
+
+    def test_parameter_sets_that_are_gone_are_rebuilt_and_not_kept(self):
+        content = essence("avci100-1080-5994i.raw")[:472064] * 2
+        video = self.wrap("--video", self.file("in.raw", content), "--standard", "59.94i")
+        whole = cut(video, ATOM_HEADER + 512 + 2 * 472064).read_bytes()
+        video.write_bytes(whole[:ATOM_HEADER] + bytes(512) + whole[ATOM_HEADER + 512:])
+        clip = self.salvage(video, "--in-place", status=DONE)
+        self.assertBalanced(clip)
+        (file,) = clip["files"]
+        self.assertEqual((2 * 472064, ["the header area", "the footer", "the parameter sets"]),
+                         (file["kept_size"], file["rebuilt"]))
+        self.assertSameBytes(whole[ATOM_HEADER:], video.read_bytes()[ATOM_HEADER:][:512 + 2 * 472064])
+        self.assertProven(video)
 
     def test_zeros_at_the_end_are_no_frames_unless_they_are_trusted(self):
         video = self.dv_clip(frames=3, channels=0)
@@ -185,10 +198,13 @@ class CutFilesTest(SalvageCase):
 
     def test_nothing_to_keep_is_said(self):
         video = self.dv_clip(frames=2, channels=0)
-        for size in (0, 5, 600, 30000, ATOM_HEADER, ATOM_HEADER + DV25 - 1):
+        for size in (ATOM_HEADER + DV25 - 1, ATOM_HEADER, 30000, 600, 5, 0):
             cut(video, size)
-            clip = self.salvage(video)
+            strange = f"^kmxf: {video}: neither its header nor its essence tells what it is .offset 0.$"
+            clip = self.salvage(video, **({"status": INPUT, "says": strange} if size <= 600 else {}))
             self.assertEqual("given up", clip["outcome"], size)
+            (file,) = clip["files"]
+            self.assertEqual(size, file["kept_size"] + file["lost_size"] + file["rebuilt_size"])
             self.assertEqual(size, video.stat().st_size)
 
     def test_wrong_usage(self):
@@ -196,6 +212,31 @@ class CutFilesTest(SalvageCase):
         self.refused(USAGE, "in-place", "salvage", video, "--in-place", "-o", self.folder / "out")
         self.refused(INPUT, "no such file", "salvage", self.folder / "none.mxf")
         self.refused(USAGE, "codec", "salvage", video, "--codec", "vhs")
+        self.refused(USAGE, "^kmxf: --raster goes with --codec", "salvage", video, "--raster", "525")
+
+    def test_an_input_is_no_place_for_its_copy(self):
+        video = cut(self.dv_clip(frames=2, channels=0), ATOM_HEADER + DV25 + 5)
+        before = video.read_bytes()
+        self.refused(USAGE, f"^kmxf: {video}: is an input, which is only read without --in-place$",
+                     "salvage", video, "-o", video.parent, "--force")
+        self.assertEqual(before, video.read_bytes())
+
+    def test_a_complete_file_is_left_alone_when_the_others_are_shorter(self):
+        video = cut(self.dv_clip(frames=4, channels=1), ATOM_HEADER + 2 * DV25)
+        sound = video.parent / "CLIP00.mxf"
+        before = sound.read_bytes()
+        clip = self.salvage(video, "--in-place")
+        self.assertEqual([("salvaged", 2), ("complete", 4)],
+                         [(each["outcome"], each["frames_kept"]) for each in clip["files"]])
+        self.assertEqual(before, sound.read_bytes())
+
+    def test_sound_is_known_by_the_options(self):
+        video = self.dv_clip(frames=4, channels=1)
+        (file,) = self.salvage(self.file("S00.mxf", bytes(ATOM_HEADER + 16000)), "--dry-run")["files"]
+        self.assertEqual(("given up", file["file_size"]), (file["outcome"], file["lost_size"]), "its samples are not known")
+        sound = self.file("Z.mxf", bytes(ATOM_HEADER) + (video.parent / "CLIP00.mxf").read_bytes()[ATOM_HEADER:])
+        (file,) = self.salvage(sound, "--codec", "pcm16", "--standard", "59.94i", "--dry-run", status=DONE)["files"]
+        self.assertEqual(("audio", "options", 4), (file["kind"], file["format_from"], file["frames_kept"]))
 
     def test_the_balance_sheet_in_words(self):
         video = self.dv_clip(frames=3, channels=0)
@@ -250,6 +291,17 @@ class CutClipTest(SalvageCase):
     def sound_head(self, content, pack):
         """From the pack of a partition of sound to its samples: the pack has a length of 4 bytes, the element of 9."""
         return 20 + int.from_bytes(content[pack + 17:pack + 20], "big") + 16 + 8
+
+    def test_a_clip_cut_behind_its_footer_pack_is_not_complete(self):
+        video = self.wrap_op1b(GROUP + 9)
+        whole = video.read_bytes()
+        (file,) = self.salvage(video, "--dry-run", status=DONE)["files"]
+        self.assertEqual(("complete", GROUP + 9), (file["outcome"], file["frames_kept"]))
+        for size in (20, 300):
+            video.write_bytes(whole[:-size])
+            clip = self.salvage(video, "--in-place", status=DONE)
+            self.assertEqual(("salvaged", GROUP + 9), (clip["outcome"], clip["duration"]))
+            self.assertProven(video)
 
     def test_a_cut_anywhere_gives_a_clip_or_says_why_not(self):
         video = self.wrap_op1b(6)
@@ -397,7 +449,39 @@ class KilledWriterTest(SalvageCase):
         document = json.loads(self.run_kmxf("salvage", files[0], "--in-place", "--json").stdout)["salvage"]
         if document["outcome"] == "salvaged":
             self.assertBalanced(document)
-            self.assertProven(files[0])
+            self.assertProven(folder / "CLIP.mxf")
+            self.assertFalse(files[0].exists(), "it has its final name")
+
+    def test_what_was_killed_beside_a_complete_clip_is_a_clip_of_its_own(self):
+        video = self.dv_clip(frames=4, channels=1)
+        folder = video.parent
+        whole = {path.name: path.read_bytes() for path in folder.iterdir()}
+        for number, frames in ((11, 2), (12, 3)):
+            for name, content in whole.items():
+                (folder / f".{name}.part{number}").write_bytes(content)
+            cut(folder / f".CLIP.mxf.part{number}", ATOM_HEADER + frames * DV25)
+            cut(folder / f".CLIP00.mxf.part{number}", ATOM_HEADER + 2 * samples_before(frames))
+        clips = self.json("salvage", folder, "--in-place", status=DONE)["salvages"]
+        self.assertEqual([("salvaged", 2), ("salvaged", 3), ("complete", 4)],
+                         sorted(((each["outcome"], each["duration"]) for each in clips), key=lambda each: each[1]))
+        self.assertEqual(whole, {name: (folder / name).read_bytes() for name in whole})
+        self.assertEqual(["CLIP-2.mxf", "CLIP-200.mxf", "CLIP-3.mxf", "CLIP-300.mxf", "CLIP.mxf", "CLIP00.mxf"],
+                         sorted(path.name for path in folder.iterdir()))
+        self.assertProven(folder / "CLIP-2.mxf")
+
+    def test_an_interrupted_copy_leaves_nothing(self):
+        video = self.dv_clip(frames=2, channels=0)
+        cut(video, ATOM_HEADER + 2 * DV25)
+        with open(video, "r+b") as file:
+            file.truncate(ATOM_HEADER + 25000 * DV25)
+        run = subprocess.Popen([PROGRAM, "salvage", str(video), "--trust-tail"], stderr=subprocess.PIPE,
+                               stdout=subprocess.DEVNULL)
+        folder = video.parent / "CLIP.salvaged"
+        while run.poll() is None and not (folder.exists() and any(folder.iterdir())):
+            time.sleep(0.01)
+        run.send_signal(signal.SIGINT)
+        self.assertEqual((b"kmxf: interrupted\n", INTERRUPTED), (run.communicate(timeout=60)[1], run.returncode))
+        self.assertEqual([], list(folder.iterdir()))
 
 
 if __name__ == "__main__":

@@ -185,6 +185,23 @@ TEST(SalvageDamage, AGroupThatCannotBeToldApartIsLostAlone) {
     }
 }
 
+TEST(SalvageDamage, GroupsWhosePacksAreSwallowedAreNotTakenForOne) {
+    const Bytes& whole = CutClip(2);
+    const auto pictures = Elements(whole, "AVCLongGOPElement");
+    Bytes damaged = whole;
+    std::fill(damaged.begin() + static_cast<std::ptrdiff_t>(pictures[10].offset),
+              damaged.begin() + static_cast<std::ptrdiff_t>(pictures[kClipGroupFrames + 40].offset), uint8_t{0});
+    // The index of the second group, too.
+    const size_t end = pictures[2 * kClipGroupFrames - 1].End();
+    std::fill_n(damaged.begin() + static_cast<std::ptrdiff_t>(end), 200, uint8_t{0});
+    Clip clip;
+    const SalvagePlan plan = ScanForSalvage({clip.Put("C.mxf", damaged)}, {}, PlainEntries);
+    ExpectBalanced(plan);
+    EXPECT_EQ(plan.duration, kClipFrames - 2 * kClipGroupFrames);
+    EXPECT_EQ(plan.files[0].framesFound, kClipFrames);
+    EXPECT_TRUE(plan.files[0].moves);
+}
+
 TEST(SalvageDamage, AFileOfAnotherPatternIsNotTouched) {
     for (const char* const pattern : {"01", "02"}) {
         Clip clip;
@@ -206,7 +223,7 @@ TEST(SalvageDamage, APathThatNoReaderTakesIsRefusedBeforeAnythingIsWritten) {
     const SalvagePlan plan = ScanForSalvage({path}, {}, PlainEntries);
     const std::string target = clip.Path(std::string(256 - clip.Path("").size(), 'x'));
     ASSERT_EQ(target.size(), 256u);
-    EXPECT_EQ(CarryOutSalvage(plan, {target}, PlainEntries).failure, target + ": its path is too long for a reader");
+    EXPECT_EQ(CarryOutSalvage(plan, {target}, PlainEntries).failure, path + ": its path is too long for a reader");
     EXPECT_FALSE(std::filesystem::exists(target));
 }
 

@@ -479,6 +479,18 @@ TEST_F(SalvageMXFOp1b, GroupWithTheIndexOfAnotherIsNotKept) {
     ExpectRefused(later, {"CSalvageMXFOp1b::GetFileParam: Duration is 0."});
 }
 
+TEST_F(SalvageMXFOp1b, FillBehindAnIndexNeedNotBeCounted) {
+    const Clip clip{.videoStd = VIDEO_STD_59_94I, .channels = 0, .frames = 61};
+    Bytes file = Record(clip, false);
+    // The index of 60 pictures has 790 bytes, and the fill behind it 22.
+    const size_t count = Find(file, Hex("00 00 00 00 00 00 03 2C 00 00 00 65"));  // of bytes, and the index SID
+    ASSERT_LT(count, file.size());
+    std::ranges::copy(Hex("03 16"), file.begin() + At(count + 6));
+    ASSERT_EQ(Run(file), kCompleted);
+    EXPECT_EQ(salvager->GetDuration(), 60) << "the last group was not written";
+    EXPECT_THAT(log.Lines(), IsEmpty());
+}
+
 TEST_F(SalvageMXFOp1b, IndexThatCannotBeKeptFailsTheRun) {
     const Bytes file = Record(Clip{.channels = 0, .frames = 50}, false);
     const FailingAllocation none(FailingAllocation::By::kMalloc, 130 + 11 * 50);

@@ -200,6 +200,109 @@ TEST(SalvagePlan, RecordingsWithNumbersForNamesAreNoSoundOfEachOther) {
     EXPECT_EQ(ScanForSalvage({clip.Path(".TAKE03.mxf.part77")}).files[0].name, "TAKE03.mxf");
 }
 
+TEST(SalvagePlan, WhatAKilledWriterLeftIsNoPartOfAnotherClipOfItsName) {
+    Clip clip;
+    clip.Add("C.mxf", {.clipType = 0x100}, DVFrames(120000, 3), true);
+    clip.Add("C00.mxf", {.compType = 0, .clipType = 0x101}, Noise(16016, 5), true);
+    const Bytes open = Clip::Get(clip.Add("O.mxf", {.clipType = 0x100}, DVFrames(120000, 2)));
+    fs::remove(clip.Path("O.mxf"));
+    for (const char* name : {".C.mxf.part11", ".C.mxf.part12"}) clip.Put(name, open);
+    clip.Add(".C00.mxf.part12", {.compType = 0, .clipType = 0x101}, Noise(8008, 5));
+    EXPECT_EQ(GroupSalvageFiles(ListSalvageFiles(fs::path(clip.Path("x")).parent_path().string())),
+              (std::vector<std::vector<std::string>>{{clip.Path(".C.mxf.part11")},
+                                                     {clip.Path(".C.mxf.part12"), clip.Path(".C00.mxf.part12")},
+                                                     {clip.Path("C.mxf"), clip.Path("C00.mxf")}}));
+}
+
+TEST(SalvagePlan, CompletePicturesStayAndCompleteSoundComesToBeAsLong) {
+    Clip whole;
+    const std::string picture = whole.Add("C.mxf", {.clipType = 0x101}, DVFrames(120000, 5), true);
+    whole.Add("C00.mxf", {.compType = 0, .clipType = 0x101}, Noise(6408, 5));
+    const SalvagePlan left = ScanForSalvage(FindSalvageFiles(picture));
+    ASSERT_EQ(left.files.size(), 2u);
+    EXPECT_EQ(left.files[0].action, SalvageAction::kLeave);
+    EXPECT_EQ(left.files[0].framesKept, 5);
+    const Bytes before = Clip::Get(picture);
+    EXPECT_TRUE(CarryOutSalvage(left, InPlace(left)).done);
+    EXPECT_EQ(Clip::Get(picture), before);
+
+    Clip cut;
+    const std::string sound = cut.Add("C00.mxf", {.compType = 0, .clipType = 0x101}, Noise(16016, 5), true);
+    cut.Add("C.mxf", {.clipType = 0x101}, DVFrames(120000, 2));
+    const SalvagePlan plan = ScanForSalvage(FindSalvageFiles(sound));
+    ASSERT_EQ(plan.files.size(), 2u);
+    EXPECT_EQ(plan.duration, 2);
+    EXPECT_EQ(plan.files[1].action, SalvageAction::kMend);
+    EXPECT_EQ(plan.files[1].framesKept, 2);
+    const SalvagePlan kept = ScanForSalvage(FindSalvageFiles(sound), {.keepComplete = true});
+    EXPECT_EQ(kept.files[1].action, SalvageAction::kLeave);
+    EXPECT_EQ(kept.files[1].framesKept, 5);
+}
+
+// While it lives, files of the library cannot be read from some offset on, as on a disk that fails.
+class FailingDisk {
+public:
+    explicit FailingDisk(int64_t from) : local_(CFileIOMain::GetFactory(0, nullptr, 32768)) {
+        CFileIOMain::SetFactoryProvider(
+            [this, from](uint32_t, const CNetworkInfo*, uint32_t) { return new Factory(*local_, from); });
+    }
+    FailingDisk(const FailingDisk&) = delete;
+    FailingDisk& operator=(const FailingDisk&) = delete;
+    ~FailingDisk() {
+        CFileIOMain::SetFactoryProvider({});
+        local_->Release();
+    }
+
+private:
+    class File final : public IFileIO {
+    public:
+        File(IFileIO* file, int64_t from) : file_(file), from_(from) {}
+        bool Open(const char* name, uint32_t flags) override { return file_->Open(name, flags); }
+        bool Close() override { return file_->Close(); }
+        int32_t Write(const void* buffer, uint32_t size) override { return file_->Write(buffer, size); }
+        int32_t Read(void* buffer, uint32_t size) override {
+            return file_->Seek(0, kSeekCurrent) + size > from_ ? -1 : file_->Read(buffer, size);
+        }
+        int64_t Seek(int64_t offset, int32_t origin) override { return file_->Seek(offset, origin); }
+        void Release() override {
+            file_->Release();
+            delete this;
+        }
+
+    private:
+        ~File() = default;
+        IFileIO* file_;
+        int64_t from_;
+    };
+    class Factory final : public IFileIOFactory {
+    public:
+        Factory(IFileIOFactory& files, int64_t from) : files_(files), from_(from) {}
+        IFileIO* CreateFileIO(uint32_t mode) override { return new File(files_.CreateFileIO(mode), from_); }
+        IStreamFileIO* CreateStreamFileIO(uint32_t mode) override { return files_.CreateStreamFileIO(mode); }
+        void Release() override { delete this; }
+
+    private:
+        ~Factory() = default;
+        IFileIOFactory& files_;
+        int64_t from_;
+    };
+    IFileIOFactory* local_;
+};
+
+TEST(SalvagePlan, WhatCannotBeReadIsNotMissingAndIsNotTouched) {
+    Clip clip;
+    const std::string path = clip.Add("C.mxf", {.clipType = 0x100}, DVFrames(120000, 3));
+    const Bytes before = Clip::Get(path);
+    const FailingDisk disk(kHeader + 2 * 120000 + 8192);
+    const SalvagePlan plan = ScanForSalvage({path});
+    ASSERT_NE(plan.Unreadable(), nullptr);
+    EXPECT_EQ(plan.Unreadable()->reason, "cannot be read (offset 392256)") << "the end is looked at first";
+    EXPECT_TRUE(plan.IsHopeless());
+    ExpectBalanced(plan);
+    EXPECT_TRUE(CarryOutSalvage(plan, InPlace(plan)).done);
+    EXPECT_EQ(Clip::Get(path), before);
+}
+
 TEST(SalvagePlan, WhatCannotBeOpenedIsGivenUpAndSaid) {
     const SalvagePlan plan = ScanForSalvage({"/nowhere/C.mxf"});
     ASSERT_EQ(plan.files.size(), 1u);

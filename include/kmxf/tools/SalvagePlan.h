@@ -25,6 +25,7 @@ struct SalvageChoice {
     std::optional<uint32_t> compType{};        // of the pictures
     std::optional<uint16_t> bytesPerSample{};  // of the sound, 2 or 3
     bool trustTail = false;                    // frames at the end count as whole when all their bytes are there
+    bool keepComplete = false;  // complete sound that is longer than the pictures stays; else it comes to be as long
     // The format of AVC Long-GOP pictures, told by themselves: asked when no header tells it. `pictures` are the first
     // ones of a clip as they are stored, one behind the other.
     std::function<std::optional<ClipPictureFormat>(std::span<const uint8_t> pictures)> lookAtPictures{};
@@ -111,6 +112,8 @@ struct KMXF_API SalvagePlan {
     bool IsComplete() const;  // every file is left alone
     bool IsHopeless() const;  // nothing can be kept
     bool LosesAnything() const;
+    // The file of which something could not be read, given up for it: its clip is better left as it is. Null: none.
+    const SalvagedFile* Unreadable() const;
 };
 
 // All files in a folder that can be files of clips, by their names. Those that a killed writer has left under their
@@ -118,13 +121,15 @@ struct KMXF_API SalvagePlan {
 KMXF_API std::vector<std::string> ListSalvageFiles(const std::string& folder);
 // Puts files together that are of one clip: those with one material UMID, and, because a recording that was cut off may
 // have none yet, those that are named as the files of a clip are (NAME.mxf, NAME00.mxf, NAME01.mxf, ...), unless their
-// material UMIDs differ. Reads each header once.
+// material UMIDs differ. What a killed writer has left is no part of a clip of its name that was written before or
+// after, and no two files of a clip are of one track. Reads each header once.
 KMXF_API std::vector<std::vector<std::string>> GroupSalvageFiles(const std::vector<std::string>& paths);
 // The files beside this one that are of its clip, the file itself among them.
 KMXF_API std::vector<std::string> FindSalvageFiles(const std::string& path);
 
-// Looks at the files of one clip, and opens them for reading only. A file that cannot be opened, or of which nothing
-// can be kept, is given up and says why; the others are salvaged without it. Frames count as whole by their structure:
+// Looks at the files of one clip, and opens them for reading only. A file that cannot be opened or read, or of which
+// nothing can be kept, is given up and says why; the others are salvaged without it. A complete file is left as it is,
+// also when the others come out shorter. Frames count as whole by their structure:
 // DV by the ids of all DIF blocks (SMPTE ST 314), AVC-Intra by its slices; of these the last 4 MiB are looked at, or
 // more back to the last whole frame. A bad frame in front of a whole one is kept. Of an OP-1b clip every group of
 // frames is kept that can be told apart, whatever is damaged in front of it, and its packs, heads and tables are
@@ -135,7 +140,8 @@ KMXF_API SalvagePlan ScanForSalvage(const std::vector<std::string>& paths, const
 // How it went.
 struct SalvageResult {
     bool done = false;
-    std::string failure;                 // what went wrong, when it is not done
+    std::string failure;                 // "FILE: what went wrong", when it is not done
+    bool unreadable = false;             // and that is that the file cannot be read
     std::vector<std::string> notes;      // what the plan could not know, in words
     std::vector<CheckFinding> findings;  // of a check of the written files, numbered as in the plan
     bool IsProven() const { return done && findings.empty(); }
