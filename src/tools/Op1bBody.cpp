@@ -25,6 +25,7 @@ constexpr uint64_t kMostPack = 1024;
 constexpr uint64_t kMostPicture = 0xFFFFFF;  // the writers' length of 3 bytes tells no more
 constexpr int64_t kMostAhead = 4;            // groups that are asked for their number
 constexpr uint32_t kMostSegment = 131072;
+constexpr uint32_t kSoundHead = 24;  // key, and a length of 8 bytes
 constexpr uint32_t kPictureSID = 1, kFirstSoundSID = 3;
 constexpr uint32_t kPictureIndexSID = 101, kFirstSoundIndexSID = 103;
 constexpr size_t kPackKind = 13;  // in the key of a partition pack
@@ -559,9 +560,12 @@ bool BodyReader::TakeResolved(Resolved& resolved, uint64_t limit, bool last) {
 void BodyReader::TakeTail(Resolved& resolved) {
     Op1bContent& content = resolved.content;
     const uint64_t size = source_.GetSize(), soundSize = content.soundSize;
+    // What stands at the place of the sound is sound only behind its head: a run in place that was broken off may have
+    // written the tables of a shorter group and not yet moved its sound.
     const auto there = [&](uint32_t channel) {
         const uint64_t at = std::min(content.soundAt[channel], size);
-        return std::min(soundSize, size - at);
+        const auto head = ReadKLVHead(source_.Copy(at - kSoundHead, kSoundHead));
+        return head && head->key == kPCMBlockElementKey ? std::min(soundSize, size - at) : 0;
     };
     auto frames = static_cast<uint32_t>(content.pictures.size());
     body_.framesFound += frames;
