@@ -89,12 +89,20 @@ bool WriteBody(const Op1bBody& body, const std::string& target, SalvageInput& so
     if (!file.Open(target.c_str(), body.moves ? kOpenCreate : kOpenReadWrite)) return false;
     if (body.moves && !CopyTo(file, 0, source, 0, kOp1bHeaderSize)) return false;
     uint64_t at = kOp1bHeaderSize;
+    std::vector<uint8_t> made;  // in front of `at`
+    const auto write = [&] {
+        const bool good = made.empty() || WriteTo(file, at - made.size(), made);
+        made.clear();
+        return good;
+    };
     for (const Op1bPiece& piece : body.pieces) {
-        if (!piece.made.empty() && !WriteTo(file, at, piece.made)) return false;
+        // What was made is written at one go where it can be: a group is never long between its old state and its new.
+        if (piece.made.empty() && !write()) return false;
+        made.insert(made.end(), piece.made.begin(), piece.made.end());
         if (piece.made.empty() && body.moves && !CopyTo(file, at, source, piece.from, piece.size)) return false;
         at += piece.size;
     }
-    return file.Close();
+    return write() && file.Close();
 }
 
 // A header like that of a recording that goes on, of what is left of the old one.
