@@ -13,4 +13,7 @@ inline constexpr uint32_t kOp1bMetadataEnd = 0x8000;
 inline constexpr uint32_t kOp1bXMLEnd = 0x1C000;
 inline constexpr uint32_t kOp1bHeaderSize = 0x20000;
 
+// In front of the samples of a sound element in OP-1b: key, and a length of 8 bytes.
+inline constexpr uint32_t kAudioKLSize = 24;
+
 }  // namespace kmxf

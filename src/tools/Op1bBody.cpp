@@ -25,7 +25,6 @@ constexpr uint64_t kMostPack = 1024;
 constexpr uint64_t kMostPicture = 0xFFFFFF;  // the writers' length of 3 bytes tells no more
 constexpr int64_t kMostAhead = 4;            // groups that are asked for their number
 constexpr uint32_t kMostSegment = 131072;
-constexpr uint32_t kSoundHead = 24;  // key, and a length of 8 bytes
 constexpr uint32_t kPictureSID = 1, kFirstSoundSID = 3;
 constexpr uint32_t kPictureIndexSID = 101, kFirstSoundIndexSID = 103;
 constexpr size_t kPackKind = 13;  // in the key of a partition pack
@@ -564,7 +563,7 @@ void BodyReader::TakeTail(Resolved& resolved) {
     // written the tables of a shorter group and not yet moved its sound.
     const auto there = [&](uint32_t channel) {
         const uint64_t at = std::min(content.soundAt[channel], size);
-        const auto head = ReadKLVHead(source_.Copy(at - kSoundHead, kSoundHead));
+        const auto head = ReadKLVHead(source_.Copy(at - kAudioKLSize, kAudioKLSize));
         return head && head->key == kPCMBlockElementKey ? std::min(soundSize, size - at) : 0;
     };
     auto frames = static_cast<uint32_t>(content.pictures.size());

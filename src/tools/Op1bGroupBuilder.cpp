@@ -4,6 +4,7 @@
 
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "core/LocalTags.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/core/VideoStandard.h"
@@ -13,7 +14,6 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint32_t kAudioKLSize = 24;
 constexpr uint64_t kANCElementSize = 512;
 constexpr uint32_t kANCHeadSize = 42;        // of an element without data, with the head of the fill item behind it
 constexpr uint64_t kMostANC = 470;           // bytes of data

@@ -1,4 +1,5 @@
 #include "kmxf/writer/CreateMXFOp1b.h"
+#include "core/Layout.h"
 
 #include <algorithm>
 #include <new>
@@ -21,7 +22,6 @@ namespace {
 constexpr char kSourceFile[] = "CreateMXFOp1b";
 
 constexpr uint32_t kVideoKLSize = 20;
-constexpr uint32_t kAudioKLSize = 24;
 constexpr uint32_t kMostFrameBytes = 0xFFFFFC;  // what the 3 bytes of a length say, as a multiple of 4
 constexpr uint32_t kMostPieceBytes = 4 << 20;
 constexpr uint32_t kMostBlockBytes = 0x7FFFFFFF;  // what a count can return
