@@ -51,14 +51,6 @@ private:
     CModifyMXFHeaderData editor_;
 };
 
-template <class Recorded>
-Bytes Record() {
-    FaultyStream stream;
-    Play play;
-    Recorded().Record(play, stream);
-    return stream.Bytes();
-}
-
 using Make = std::function<std::unique_ptr<Editing>()>;
 
 // The bytes that tell the states of a file apart: an edit has written all of them, none, or is torn within them.
@@ -132,11 +124,11 @@ void SweepEdit(const std::string& name, const Bytes& file, const Make& make, siz
 
 TEST(EditFaults, ShotUMIDOnAStream) {
     SweepEdit(
-        "shot UMID on a stream", Record<SoundRecording>(), [] { return std::make_unique<StreamEditing>(); }, 32);
+        "shot UMID on a stream", FileOf<SoundRecording>(), [] { return std::make_unique<StreamEditing>(); }, 32);
 }
 TEST(EditFaults, ShotUMIDByName) {
     SweepEdit(
-        "shot UMID by name", Record<SoundRecording>(),
+        "shot UMID by name", FileOf<SoundRecording>(),
         [] {
             return std::make_unique<FileEditing>([](auto& editor) { return editor.Save("clip.mxf"); },
                                                  Play::Failure::kLogged);
@@ -146,7 +138,7 @@ TEST(EditFaults, ShotUMIDByName) {
 TEST(EditFaults, XML) {
     static const Bytes xml = Noise(5000, 11);
     SweepEdit(
-        "XML", Record<ClipRecording>(),
+        "XML", FileOf<ClipRecording>(),
         [] {
             return std::make_unique<FileEditing>(
                 [](auto& editor) { return editor.ModifyXMLData("clip.mxf", xml.data(), 5000); },
@@ -157,7 +149,7 @@ TEST(EditFaults, XML) {
 TEST(EditFaults, Thumbnail) {
     static const Bytes picture = Noise(10854, 12);
     SweepEdit(
-        "thumbnail", Record<ClipRecording>(),
+        "thumbnail", FileOf<ClipRecording>(),
         [] {
             return std::make_unique<FileEditing>(
                 [](auto& editor) { return editor.ModifyThumbnailData("clip.mxf", picture.data(), 7, 10854); },

@@ -58,10 +58,11 @@ Salvaged Salvage(const Bytes& left) {
 }  // namespace
 
 std::vector<std::string> SalvageWhatIsLeft(const Bytes& left, uint32_t framesConfirmed, bool mayHaveHoles) {
-    static std::map<Bytes, Salvaged> known;  // many failures leave the same
+    static std::map<std::string, Salvaged> known;  // many failures leave the same
     if (left.empty()) return {};
-    auto found = known.find(left);
-    if (found == known.end()) found = known.emplace(left, Salvage(left)).first;
+    const std::string key(left.begin(), left.end());
+    auto found = known.find(key);
+    if (found == known.end()) found = known.emplace(key, Salvage(left)).first;
     const Salvaged& salvaged = found->second;
     if (mayHaveHoles) return {};
     auto faults = salvaged.faults;

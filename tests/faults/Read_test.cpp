@@ -197,14 +197,6 @@ private:
     CReadMXFOp1b reader_;
 };
 
-template <class Recorded>
-Bytes Record() {
-    FaultyStream stream;
-    Play play;
-    Recorded().Record(play, stream);
-    return stream.Bytes();
-}
-
 using Make = std::function<std::unique_ptr<Reading>()>;
 
 class Readers {
@@ -265,18 +257,18 @@ private:
 };
 
 TEST(ReadFaults, EveryOperationAndRequestForMemoryOfDV) {
-    Readers("DV", Record<DVRecording>(), [] { return std::make_unique<VideoReading>(2); }).SweepAll(1000, 60);
+    Readers("DV", FileOf<DVRecording>(), [] { return std::make_unique<VideoReading>(2); }).SweepAll(1000, 60);
 }
 TEST(ReadFaults, EveryOperationAndRequestForMemoryOfAVCIntra) {
-    Readers("AVC-Intra", Record<AVCIntraRecording>(), [] {
+    Readers("AVC-Intra", FileOf<AVCIntraRecording>(), [] {
         return std::make_unique<VideoReading>(3);
     }).SweepAll(1000, 60);
 }
 TEST(ReadFaults, EveryOperationAndRequestForMemoryOfSound) {
-    Readers("sound", Record<SoundRecording>(), [] { return std::make_unique<SoundReading>(); }).SweepAll(1000, 60);
+    Readers("sound", FileOf<SoundRecording>(), [] { return std::make_unique<SoundReading>(); }).SweepAll(1000, 60);
 }
 TEST(ReadFaults, EveryOperationAndRequestForMemoryOfAClip) {
-    Readers("OP-1b", Record<ClipRecording>(), [] { return std::make_unique<ClipReading>(); }).SweepAll(60, 40);
+    Readers("OP-1b", FileOf<ClipRecording>(), [] { return std::make_unique<ClipReading>(); }).SweepAll(60, 40);
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include "kmxf/writer/CreateMXFOp1b.h"
 #include "kmxf/writer/CreateMXFVideo.h"
 #include "roundtrip/Recording.h"
+#include "support/FaultyStream.h"
 #include "support/FixedEnvironment.h"
 #include "support/TestData.h"
 
@@ -51,6 +52,15 @@ inline const CDescriptiveMetadata& SomeMetadata() {
 inline const std::string kLongName = "A001C007, with a name that no string holds without memory";
 inline const std::string kCompany = "A company of 16.", kProduct = "A product of 16.", kVersion = "1.0";
 inline constexpr uint8_t kProductUID[16] = {7, 7, 7, 7};
+
+// The settings that take memory for their text.
+template <class Writer>
+void SetTexts(Play& play, Writer& writer) {
+    const auto set = [&](const char* name, const auto& call) { play(name, call, Play::Failure::kSilent); };
+    set("SetPackageName", [&] { return writer.SetPackageName(kLongName); });
+    set("SetDescriptiveMetadata", [&] { return writer.SetDescriptiveMetadata(SomeMetadata()); });
+    set("SetIdentification", [&] { return writer.SetIdentification(kCompany, kProduct, kVersion, kProductUID); });
+}
 
 // Essence in pieces that stay as long as the program runs: no stream outlives them.
 class Essence {
@@ -100,14 +110,7 @@ public:
         play("SetUMID", [&] { return writer_.SetUMID(SomeUMID(1)); });
         play("SetShotUMID", [&] { return writer_.SetShotUMID(SomeUMID(2)); });
         play("SetStartTimecode", [&] { return writer_.SetStartTimecode(107892, true); });
-        play(
-            "SetPackageName", [&] { return writer_.SetPackageName(kLongName); }, Play::Failure::kSilent);
-        play(
-            "SetDescriptiveMetadata", [&] { return writer_.SetDescriptiveMetadata(SomeMetadata()); },
-            Play::Failure::kSilent);
-        play(
-            "SetIdentification", [&] { return writer_.SetIdentification(kCompany, kProduct, kVersion, kProductUID); },
-            Play::Failure::kSilent);
+        SetTexts(play, writer_);
         play("Open", [&] {
             const int32_t status = writer_.Open(&stream, true);
             return status == kStatusOk && !writer_.IsOpened() ? kStatusIoError : status;  // the video writer's
@@ -137,35 +140,39 @@ private:
     Writer writer_;
 };
 
-class DVRecording final : public AtomRecording<CCreateMXFVideo> {
+class PictureRecording : public AtomRecording<CCreateMXFVideo> {
+protected:
+    PictureRecording(Essence& essence, size_t frameSize, uint32_t videoStd, uint32_t type)
+        : AtomRecording(essence, frameSize), videoStd_(videoStd), type_(type) {}
+
+private:
+    void SetFormat(Play& play, CCreateMXFVideo& writer) override {
+        play("SetVideoStandard", [&] { return writer.SetVideoStandard(videoStd_); });
+        play("SetDVType", [&] { return writer.SetDVType(type_); });
+        play("SetClipType", [&] { return writer.SetClipType(0x100); });
+    }
+    const uint32_t videoStd_, type_;
+};
+
+class DVRecording final : public PictureRecording {
 public:
-    DVRecording() : AtomRecording(TheEssence(), 120000) {}
+    DVRecording() : PictureRecording(TheEssence(), 120000, VIDEO_STD_59_94I, COMP_TYPE_DV25) {}
 
 private:
     static Essence& TheEssence() {
         static Essence essence(LoadTestData("essence/dv25-5994i.dif"), 100000);
         return essence;
     }
-    void SetFormat(Play& play, CCreateMXFVideo& writer) override {
-        play("SetVideoStandard", [&] { return writer.SetVideoStandard(VIDEO_STD_59_94I); });
-        play("SetDVType", [&] { return writer.SetDVType(COMP_TYPE_DV25); });
-        play("SetClipType", [&] { return writer.SetClipType(0x100); });
-    }
 };
 
-class AVCIntraRecording final : public AtomRecording<CCreateMXFVideo> {
+class AVCIntraRecording final : public PictureRecording {
 public:
-    AVCIntraRecording() : AtomRecording(TheEssence(), 116224) {}
+    AVCIntraRecording() : PictureRecording(TheEssence(), 116224, VIDEO_STD_59_94P, COMP_TYPE_AVCI50_720) {}
 
 private:
     static Essence& TheEssence() {
         static Essence essence(LoadTestData("essence/avci50-720-5994p.raw"), 116224);
         return essence;
-    }
-    void SetFormat(Play& play, CCreateMXFVideo& writer) override {
-        play("SetVideoStandard", [&] { return writer.SetVideoStandard(VIDEO_STD_59_94P); });
-        play("SetDVType", [&] { return writer.SetDVType(COMP_TYPE_AVCI50_720); });
-        play("SetClipType", [&] { return writer.SetClipType(0x100); });
     }
 };
 
@@ -201,14 +208,7 @@ public:
         play("SetBytesPerSample", [&] { return writer_.SetBytesPerSample(3); });
         play("SetClipType", [&] { return writer_.SetClipType(0x102); });
         play("SetUMID", [&] { return writer_.SetUMID(SomeUMID(1)); });
-        play(
-            "SetPackageName", [&] { return writer_.SetPackageName(kLongName); }, Play::Failure::kSilent);
-        play(
-            "SetDescriptiveMetadata", [&] { return writer_.SetDescriptiveMetadata(SomeMetadata()); },
-            Play::Failure::kSilent);
-        play(
-            "SetIdentification", [&] { return writer_.SetIdentification(kCompany, kProduct, kVersion, kProductUID); },
-            Play::Failure::kSilent);
+        SetTexts(play, writer_);
         play("Open", [&] { return writer_.Open("clip.mxf", &stream); });
         play("RegisterCallback", [&] { return writer_.RegisterCallback(&confirmation_); });
         play(
@@ -246,5 +246,14 @@ private:
     Confirmation confirmation_;
     CCreateMXFOp1b writer_;
 };
+
+// The file of a recording in which nothing fails.
+template <class Recorded>
+Bytes FileOf() {
+    FaultyStream stream;
+    Play play;
+    Recorded().Record(play, stream);
+    return stream.Bytes();
+}
 
 }  // namespace kmxf::test

@@ -47,7 +47,6 @@ public:
     void Release() override {}
 
     const Bytes& Left() const { return left_; }
-    const Bytes& Whole() const { return stream_.Bytes(); }
 
 private:
     FaultyStream stream_;
@@ -61,13 +60,6 @@ Bytes RecordAndKill() {
     Play play;
     Recorded().Record(play, stream);
     return stream.Left();
-}
-template <class Recorded>
-Bytes RecordWhole() {
-    Killed stream;
-    Play play;
-    Recorded().Record(play, stream);
-    return stream.Whole();
 }
 
 // A file with the UUIDs of FixedEnvironment numbered anew, in the order in which they are met: who tries something
@@ -415,8 +407,8 @@ TEST(SalvageFaults, PlanOfAClip) {
 
 TEST(ExtractFaults, DVAndSound) {
     const TemporaryFolder folder;
-    Put(folder.File("sound.mxf"), RecordWhole<SoundRecording>());
-    FileSweep sweep("extraction", RecordWhole<DVRecording>(), [&]() -> std::unique_ptr<Work> {
+    Put(folder.File("sound.mxf"), FileOf<SoundRecording>());
+    FileSweep sweep("extraction", FileOf<DVRecording>(), [&]() -> std::unique_ptr<Work> {
         return std::make_unique<Extraction>(sweep.Path(), std::vector{folder.File("sound.mxf")});
     });
     sweep.SweepAll(60, 60);

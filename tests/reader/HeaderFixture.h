@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
 #include <stdexcept>
@@ -7,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "kmxf/core/Records.h"
 #include "support/Hex.h"
 
 // OP-Atom files put together from hex text, without any of the library's own code.
@@ -42,6 +44,12 @@ inline constexpr std::string_view kCDCIKey = "06 0E 2B 34 02 53 01 01 0D 01 01 0
 inline constexpr std::string_view kMPEGKey = "06 0E 2B 34 02 53 01 01 0D 01 01 01 01 01 51 00";
 inline constexpr std::string_view kAES3Key = "06 0E 2B 34 02 53 01 01 0D 01 01 01 01 01 47 00";
 inline constexpr std::string_view kTrackSetKey = "06 0E 2B 34 02 53 01 01 0D 01 01 01 01 01 3B 00";
+
+inline MXFKEYTag Key(std::string_view text) {
+    MXFKEYTag key;
+    std::ranges::copy(Hex(text), key.bytes);
+    return key;
+}
 
 // A local item: tag, 2-byte length, value.
 inline ByteVector LocalItem(std::string_view tag, std::string_view value) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "roundtrip/Op1bFormats.h"
 #include "support/LogRecorder.h"
 #include "support/Op1bClip.h"
 #include "support/Op1bLayout.h"
@@ -22,15 +23,6 @@ std::vector<uint32_t> TypesOf(uint32_t videoStd) {
     return types;
 }
 
-constexpr uint8_t kChannelCounts[] = {0, 1, 4, 8, 16};
-
-testing::Message Name(const Op1bClip& clip) {
-    return testing::Message() << std::hex << "standard 0x" << clip.videoStd << ", type 0x" << clip.compType << std::dec
-                              << ", " << clip.frames << " frames, " << int{clip.channels} << " channels of "
-                              << int{clip.bytesPerSample} << " bytes, " << clip.hidden << " hidden"
-                              << (clip.players ? ", players" : ", strict");
-}
-
 void CheckClip(const Op1bClip& clip) {
     SCOPED_TRACE(Name(clip));
     const auto file = RecordClip(clip);
@@ -38,9 +30,7 @@ void CheckClip(const Op1bClip& clip) {
 }
 
 class Op1bLayoutOf : public testing::TestWithParam<uint32_t> {};
-INSTANTIATE_TEST_SUITE_P(EachStandard, Op1bLayoutOf,
-                         testing::Values(0x0100007C, 0x010000B2, 0x02000058, 0x0200005E, 0x0200007C, 0x02000099,
-                                         0x020000B2));
+INSTANTIATE_TEST_SUITE_P(EachStandard, Op1bLayoutOf, testing::ValuesIn(Op1bStandardCodes()));
 
 // Sample sizes and layouts take turns: each number of channels meets all four.
 TEST_P(Op1bLayoutOf, EveryTypeWithEveryNumberOfChannelsHoldsForOneFrame) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "kmxf/writer/Op1bBase.h"
+#include "roundtrip/Op1bFormats.h"
 #include "roundtrip/Op1bRecording.h"
 #include "support/AccessUnits.h"
 #include "support/Completions.h"
@@ -28,15 +29,6 @@ using testing::IsEmpty;
 
 constexpr uint32_t kTypes[] = {0x0400C100, 0x0C00C100, 0x1000C100, 0x2000C100,
                                0x0400C200, 0x0C00C200, 0x1000C200, 0x2000C200};
-constexpr uint8_t kChannelCounts[] = {0, 1, 4, 8, 16};
-
-testing::Message Name(const Op1bClip& clip) {
-    return testing::Message() << std::hex << "standard 0x" << clip.videoStd << ", type 0x" << clip.compType << std::dec
-                              << ", " << clip.frames << " frames, " << int{clip.channels} << " channels of "
-                              << int{clip.bytesPerSample} << " bytes, " << clip.hidden << " hidden"
-                              << (clip.players ? ", players" : ", strict");
-}
-
 // Bytes of the file that a reader has open.
 std::vector<uint8_t> BytesAt(IStreamFileIO& stream, uint64_t offset, size_t size) {
     CMemoryPiece piece(static_cast<uint32_t>(size));
@@ -179,9 +171,7 @@ TEST(Op1bRoundTrip, EveryTypeAtEveryStandardThatTakesItComesBack) {
 }
 
 class Op1bRoundTripOf : public testing::TestWithParam<uint32_t> {};
-INSTANTIATE_TEST_SUITE_P(EachStandard, Op1bRoundTripOf,
-                         testing::Values(0x0100007C, 0x010000B2, 0x02000058, 0x0200005E, 0x0200007C, 0x02000099,
-                                         0x020000B2));
+INSTANTIATE_TEST_SUITE_P(EachStandard, Op1bRoundTripOf, testing::ValuesIn(Op1bStandardCodes()));
 
 // Types, sample sizes and layouts take turns.
 TEST_P(Op1bRoundTripOf, EveryNumberOfFramesWithEveryNumberOfChannelsComesBack) {

@@ -11,21 +11,10 @@
 #include "support/FixedEnvironment.h"
 #include "support/Hex.h"
 
-namespace kmxf {
+namespace kmxf::test {
 namespace {
 
-using test::FixedEnvironment;
-using test::PictureDescriptor;
-using test::SameBytes;
-using test::Serialised;
-
-const std::string k24000 = "00 00 5D C0 00 00 03 E9", k30000 = "00 00 75 30 00 00 03 E9",
-                  k60000 = "00 00 EA 60 00 00 03 E9", k25 = "00 00 00 19 00 00 00 01", k50 = "00 00 00 32 00 00 00 01";
-const std::string k2 = "00 00 00 02", k1 = "00 00 00 01";
-const std::string k960 = "00 00 03 C0", k1280 = "00 00 05 00", k1440 = "00 00 05 A0", k1920 = "00 00 07 80";
-const std::string k540 = "00 00 02 1C", k720 = "00 00 02 D0", k1080 = "00 00 04 38";
-const std::string kLines21And584 = "00 00 00 15 00 00 02 48", kLines26 = "00 00 00 1A 00 00 00 00",
-                  kLines42 = "00 00 00 2A 00 00 00 00";
+const std::string k960 = "00 00 03 C0", k1440 = "00 00 05 A0";
 
 struct Raster {
     uint32_t videoStd;
@@ -98,4 +87,4 @@ TEST(AVCIntraPicture, ExactlyTheFormatsWithAFrameSizeAreDescribed) {
 }
 
 }  // namespace
-}  // namespace kmxf
+}  // namespace kmxf::test

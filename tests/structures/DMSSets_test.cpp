@@ -12,16 +12,8 @@
 #include "support/FixedEnvironment.h"
 #include "support/Hex.h"
 
-namespace kmxf {
+namespace kmxf::test {
 namespace {
-
-using test::FixedEnvironment;
-using test::Hex;
-using test::Part;
-using test::SameBytes;
-using test::Serialised;
-using test::UID;
-using test::Zeros;
 
 constexpr int32_t kTextRefused = -1;
 
@@ -483,4 +475,4 @@ TEST(DMSSets, SerialisersRefuseNullAndCopiesKeepTheInstanceUID) {
 }
 
 }  // namespace
-}  // namespace kmxf
+}  // namespace kmxf::test

@@ -7,7 +7,7 @@
 #include "kmxf/core/Status.h"
 #include "kmxf/core/VideoStandard.h"
 
-namespace kmxf {
+namespace kmxf::test {
 namespace {
 
 void ExpectEmpty(const CDescriptiveMetadata& metadata) {
@@ -111,4 +111,4 @@ TEST(DescriptiveMetadata, CopiesAreDeep) {
 }
 
 }  // namespace
-}  // namespace kmxf
+}  // namespace kmxf::test

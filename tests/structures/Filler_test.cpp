@@ -7,13 +7,8 @@
 #include "support/FixedEnvironment.h"
 #include "support/Hex.h"
 
-namespace kmxf {
+namespace kmxf::test {
 namespace {
-
-using test::FixedEnvironment;
-using test::Hex;
-using test::SameBytes;
-using test::Serialised;
 
 TEST(Filler, SmallestItemIsKeyAndLength) {
     CFiller filler;
@@ -89,4 +84,4 @@ TEST(Filler, CopiesKeepSizeAndInstanceUID) {
 }
 
 }  // namespace
-}  // namespace kmxf
+}  // namespace kmxf::test

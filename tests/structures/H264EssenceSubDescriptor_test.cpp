@@ -9,13 +9,8 @@
 #include "support/FixedEnvironment.h"
 #include "support/Hex.h"
 
-namespace kmxf {
+namespace kmxf::test {
 namespace {
-
-using test::FixedEnvironment;
-using test::Hex;
-using test::SameBytes;
-using test::Serialised;
 
 // What a format decides, as hex.
 struct Format {
@@ -209,4 +204,4 @@ TEST(H264EssenceSubDescriptor, NullPointerIsRefused) {
 }
 
 }  // namespace
-}  // namespace kmxf
+}  // namespace kmxf::test

@@ -12,14 +12,8 @@
 #include "support/FixedEnvironment.h"
 #include "support/Hex.h"
 
-namespace kmxf {
+namespace kmxf::test {
 namespace {
-
-using test::FixedEnvironment;
-using test::Hex;
-using test::SameBytes;
-using test::Serialised;
-using test::UID;
 
 const std::string kKey = "060E2B34 02530101 0D010201 01100100";
 
@@ -500,4 +494,4 @@ TEST(IndexCommon, DamagedBytesNeverLeadOutside) {
 }
 
 }  // namespace
-}  // namespace kmxf
+}  // namespace kmxf::test

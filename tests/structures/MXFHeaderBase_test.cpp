@@ -12,14 +12,8 @@
 #include "support/FixedEnvironment.h"
 #include "support/Hex.h"
 
-namespace kmxf {
+namespace kmxf::test {
 namespace {
-
-using test::FixedEnvironment;
-using test::Hex;
-using test::KeyOf;
-using test::SameBytes;
-using test::Serialised;
 
 constexpr uint16_t kNumber = 0x0101, kOptional = 0x0102, kText = 0x0103, kBatch = 0x0104, kVariable = 0x8105;
 
@@ -332,4 +326,4 @@ TEST(MXFHeaderBase, RandomBytesBehindTheKeyStayWithinTheBuffer) {
 }
 
 }  // namespace
-}  // namespace kmxf
+}  // namespace kmxf::test

@@ -10,12 +10,8 @@
 #include "structures/FilledRecords.h"
 #include "support/Hex.h"
 
-namespace kmxf {
+namespace kmxf::test {
 namespace {
-
-using test::Hex;
-using test::KeyOf;
-using test::SameBytes;
 
 constexpr MXFKEYTag kOpAtom = {
     {0x06, 0x0E, 0x2B, 0x34, 0x04, 0x01, 0x01, 0x02, 0x0D, 0x01, 0x02, 0x01, 0x10, 0x02, 0x00, 0x00}};
@@ -390,4 +386,4 @@ TEST(Partition, CopiesAreDeep) {
 }
 
 }  // namespace
-}  // namespace kmxf
+}  // namespace kmxf::test

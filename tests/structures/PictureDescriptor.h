@@ -8,6 +8,16 @@
 
 namespace kmxf::test {
 
+// Edit rates, sizes and numbers of lines, and subsamplings, as hex
+inline const std::string k24000 = "00 00 5D C0 00 00 03 E9", k30000 = "00 00 75 30 00 00 03 E9",
+                         k60000 = "00 00 EA 60 00 00 03 E9", k25 = "00 00 00 19 00 00 00 01",
+                         k50 = "00 00 00 32 00 00 00 01";
+inline const std::string k1280 = "00 00 05 00", k1920 = "00 00 07 80";
+inline const std::string k540 = "00 00 02 1C", k720 = "00 00 02 D0", k1080 = "00 00 04 38";
+inline const std::string kLines21And584 = "00 00 00 15 00 00 02 48", kLines26 = "00 00 00 1A 00 00 00 00",
+                         kLines42 = "00 00 00 2A 00 00 00 00";
+inline const std::string k1 = "00 00 00 01", k2 = "00 00 00 02";
+
 // The items of a picture descriptor that depend on the format, as hex.
 struct PictureItems {
     std::string rate, container, coding;

@@ -8,12 +8,8 @@
 #include "structures/Serialised.h"
 #include "support/Hex.h"
 
-namespace kmxf {
+namespace kmxf::test {
 namespace {
-
-using test::Hex;
-using test::SameBytes;
-using test::Serialised;
 
 // Partition 1 at 0, partition 2 at 0x10000.
 std::vector<uint8_t> TwoEntries() {
@@ -203,4 +199,4 @@ TEST(RandomIndex, CopiesAreDeep) {
 }
 
 }  // namespace
-}  // namespace kmxf
+}  // namespace kmxf::test

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "kmxf/core/KLV.h"
 #include "kmxf/core/Status.h"
@@ -13,15 +14,8 @@
 #include "support/Hex.h"
 #include "support/TestData.h"
 
-namespace kmxf {
+namespace kmxf::test {
 namespace {
-
-using test::FixedEnvironment;
-using test::Hex;
-using test::KeyOf;
-using test::SameBytes;
-using test::Serialised;
-using test::UmidOf;
 
 constexpr MXFTIMESTAMPTag kDate = {2026, 1, 2, 3, 4, 5, 6};              // 07 EA 01 02 03 04 05 06
 constexpr MXFTIMESTAMPTag kOtherDate = {1999, 12, 31, 23, 59, 58, 249};  // 07 CF 0C 1F 17 3B 3A F9
@@ -399,7 +393,7 @@ TEST_F(Sets, FillerComponentIs72Bytes) {
         02 02 00 08  00 00 00 00 00 00 00 00)"),
                           Serialised(filler)));
     EXPECT_EQ(filler.SetDuration(1920), kStatusOk);  // as given, whatever the track
-    EXPECT_EQ(test::Part(filler, 60, 12), Hex("02 02 00 08  00 00 00 00 00 00 07 80"));
+    EXPECT_EQ(Part(filler, 60, 12), Hex("02 02 00 08  00 00 00 00 00 00 07 80"));
 }
 
 TEST_F(Sets, DataDefinitionFollowsFromTheTrackCode) {
@@ -442,7 +436,7 @@ TEST_F(Sets, DataDefinitionFollowsFromTheTrackCode) {
 TEST_F(Sets, PrimerIs2152BytesWithAll118Entries) {
     CPrimer primer;
     EXPECT_EQ(primer.GetLength(), 2152u);
-    const auto text = test::LoadTestData("primer.hex");
+    const auto text = LoadTestData("primer.hex");
     EXPECT_TRUE(SameBytes(Hex(std::string(text.begin(), text.end())), Serialised(primer)));
 }
 
@@ -473,8 +467,8 @@ TEST_F(Sets, NullPointersAreRefused) {
 TEST_F(Sets, SetsAreSerialisedThroughTheirBase) {
     CPrimer primer;
     CTrack track;
-    for (CMXFHeaderBase* set : {static_cast<CMXFHeaderBase*>(&primer), static_cast<CMXFHeaderBase*>(&track)})
-        EXPECT_EQ(Serialised(*set).size(), set->GetLength());
+    for (const auto& [set, size] : {std::pair<CMXFHeaderBase*, size_t>{&primer, 2152}, {&track, 100}})
+        EXPECT_EQ(Serialised(*set).size(), size);
 }
 
 TEST_F(Sets, CopyKeepsInstanceUIDAndItemsAndGoesItsOwnWay) {
@@ -492,4 +486,4 @@ TEST_F(Sets, CopyKeepsInstanceUIDAndItemsAndGoesItsOwnWay) {
 }
 
 }  // namespace
-}  // namespace kmxf
+}  // namespace kmxf::test

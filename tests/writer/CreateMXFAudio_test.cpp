@@ -3,23 +3,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "WriterDoubles.h"
+#include "OpAtomRecording.h"
 #include "kmxf/core/VideoStandard.h"
 #include "kmxf/writer/OpAtomSound.h"
-#include "support/FaultyStream.h"
 #include "support/FixedEnvironment.h"
 #include "support/Hex.h"
-#include "support/LogRecorder.h"
 
 namespace kmxf::test {
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr uint8_t kProductUID[16] = {0x06, 0x0E, 0x2B, 0x34, 0x04, 0x01, 0x01, 0x08,
-                                     0x0E, 0x0E, 0x01, 0x01, 0x01, 0x00, 0x00, 0x01};
-constexpr MXFTIMESTAMPTag kNow{2026, 1, 2, 3, 4, 5, 0};
 
 class TestAudio final : public CCreateMXFAudio {
 public:
@@ -31,7 +25,7 @@ public:
     }
 };
 
-class CreateMXFAudio : public testing::Test {
+class CreateMXFAudio : public OpAtomRecording<TestAudio> {
 protected:
     CreateMXFAudio() { Set(); }
     void Set() {
@@ -40,16 +34,6 @@ protected:
         writer.SetClipType(0x102);
         writer.SetUMID({{1}});
     }
-    int64_t TotalDataSize() {
-        int64_t size = -1;
-        writer.GetTotalDataSize(&size);
-        return size;
-    }
-
-    LogRecorder log;
-    FaultyStream stream;
-    Script script;
-    TestAudio writer;
 };
 
 TEST_F(CreateMXFAudio, BytesPerSampleIs2Or3AndOutlivesResetParam) {
@@ -124,8 +108,7 @@ TEST_F(CreateMXFAudio, RecordsSamplesBehindTheHeaderAndNothingElse) {
     EXPECT_EQ(HexLine(closed, 36608), "06 0E 2B 34 02 05 01 01 0D 01 02 01 01 04 04 00 ");
     EXPECT_THAT(log.Lines(), IsEmpty());
     EXPECT_FALSE(writer.IsOpened());
-    EXPECT_EQ(stream.LivePieces(), 0);
-    EXPECT_EQ(stream.LiveAllocators(), 0);
+    ExpectNothingHeld(stream);
 }
 
 TEST_F(CreateMXFAudio, TheFinalHeaderAndFooterHaveEverySetting) {
@@ -139,16 +122,7 @@ TEST_F(CreateMXFAudio, TheFinalHeaderAndFooterHaveEverySetting) {
         ASSERT_EQ(builder.Initialize(), kStatusOk);
         builder.SetDataSize(0);
         HeaderOf(builder);
-        builder.SetStartTimecode(1800, true);
-        builder.SetCreationDate(kNow);
-        builder.SetModifiedDate(kNow);
-        builder.SetUMID({{7}});
-        builder.ChangeMaterialUMID({{8}});
-        builder.SetFillerDuration(25);
-        builder.SetDuration(5);
-        builder.SetDataSize(48048);  // 16016 samples
-        builder.SetPackageName("take");
-        builder.SetDMS(metadata);
+        SetSpanned(builder, kNow, 5, 48048, metadata);  // 16016 samples
         expectedFooter = FooterOf(builder);
         builder.SetIdentification("Acme", "Recorder", "9.9", kProductUID);
         expectedHeader = HeaderOf(builder);
@@ -159,10 +133,7 @@ TEST_F(CreateMXFAudio, TheFinalHeaderAndFooterHaveEverySetting) {
     writer.SetChannel(2);
     writer.SetSamplesPerSec(96000);
     writer.SetBytesPerSample(3);
-    writer.SetUMID({{7}});
-    writer.SetShotUMID({{8}});
-    writer.SetPrevDuration(25);
-    writer.SetStartTimecode(1800, true);
+    SetSpanned();
     EXPECT_EQ(writer.Open(&stream, true), kStatusOk);
     EXPECT_EQ(writer.Write(Essence(48048), 0), 48048);
     writer.SetPackageName("take");
@@ -183,14 +154,7 @@ TEST_F(CreateMXFAudio, AHeaderThatIsNotRewrittenIsFinalFromTheStart) {
         const FixedEnvironment environment;
         COpAtomSound builder(VIDEO_STD_50I, 0x102, 48000, 0, 16, false);
         ASSERT_EQ(builder.Initialize(), kStatusOk);
-        builder.SetStartTimecode(0, false);
-        builder.SetCreationDate(kNow);
-        builder.SetModifiedDate(kNow);
-        builder.SetUMID({{1}});
-        builder.SetDuration(1);
-        builder.SetDataSize(3840);
-        builder.SetPackageName("");
-        builder.SetDMS({});
+        SetPlain(builder, 1, 3840);
         builder.SetIdentification("Acme", "Recorder", "9.9", kProductUID);
         expected = HeaderOf(builder);
     }
@@ -303,18 +267,7 @@ TEST_F(CreateMXFAudio, EveryFailingSetterIsReported) {
         {"SetDMS", "CCreateMXFAudio::SetMXFParam: SetDMS Error.", 10},
     };
     writer.SetPrevDuration(10);
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.operation);
-        log.Clear();
-        script.calls.clear();
-        script.answers = {{row.operation, kStatusUnexpectedKind}};
-        writer.UseScript(script);
-        EXPECT_EQ(writer.SetMXFParam(), kStatusUnexpectedKind);
-        EXPECT_EQ(script.calls.size(), row.calls);
-        EXPECT_THAT(log.Lines(), ElementsAre(row.line));
-        EXPECT_EQ(log.Records()[0].sourceFile, "CreateMXFAudio");
-        writer.builder_.reset();
-    }
+    for (const auto& row : rows) ExpectReported(row.operation, row.line, "CreateMXFAudio", row.calls);
 }
 
 TEST_F(CreateMXFAudio, AFailingShotUMIDIsReportedWithoutSpanningToo) {

@@ -3,24 +3,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "WriterDoubles.h"
+#include "OpAtomRecording.h"
 #include "kmxf/core/VideoStandard.h"
 #include "kmxf/writer/OpAtomPictureAVCI.h"
 #include "kmxf/writer/OpAtomPictureCDCI.h"
-#include "support/FaultyStream.h"
 #include "support/FixedEnvironment.h"
 #include "support/Hex.h"
-#include "support/LogRecorder.h"
 
 namespace kmxf::test {
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr uint8_t kProductUID[16] = {0x06, 0x0E, 0x2B, 0x34, 0x04, 0x01, 0x01, 0x08,
-                                     0x0E, 0x0E, 0x01, 0x01, 0x01, 0x00, 0x00, 0x01};
-constexpr MXFTIMESTAMPTag kNow{2026, 1, 2, 3, 4, 5, 0};
 
 class TestVideo final : public CCreateMXFVideo {
 public:
@@ -39,7 +33,7 @@ public:
     }
 };
 
-class CreateMXFVideo : public testing::Test {
+class CreateMXFVideo : public OpAtomRecording<TestVideo> {
 protected:
     CreateMXFVideo() { Set(VIDEO_STD_50I, COMP_TYPE_DV25); }
     void Set(uint32_t videoStd, uint32_t compType) {
@@ -58,16 +52,6 @@ protected:
         EXPECT_GT(file.Bytes().size(), 32768u + 1000);
         return {file.Bytes().begin(), file.Bytes().begin() + 32768};
     }
-    int64_t TotalDataSize() {
-        int64_t size = -1;
-        writer.GetTotalDataSize(&size);
-        return size;
-    }
-
-    LogRecorder log;
-    FaultyStream stream;
-    Script script;
-    TestVideo writer;
 };
 
 TEST_F(CreateMXFVideo, TheCompressionTypeDecidesTheBuilder) {
@@ -289,18 +273,7 @@ TEST_F(CreateMXFVideo, OnlyDurationAndMetadataCanFail) {
         {"SetDMS", "CCreateMXFVideo::SetMXFParam: SetDMS Error.", 10},
     };
     writer.SetPrevDuration(10);
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.operation);
-        log.Clear();
-        script.calls.clear();
-        script.answers = {{row.operation, kStatusUnexpectedKind}};
-        writer.UseScript(script);
-        EXPECT_EQ(writer.SetMXFParam(), kStatusUnexpectedKind);
-        EXPECT_EQ(script.calls.size(), row.calls);
-        EXPECT_THAT(log.Lines(), ElementsAre(row.line));
-        EXPECT_EQ(log.Records()[0].sourceFile, "CreateMXFVideo");
-        writer.builder_.reset();
-    }
+    for (const auto& row : rows) ExpectReported(row.operation, row.line, "CreateMXFVideo", row.calls);
     log.Clear();
     script.calls.clear();
     script.answers.clear();
@@ -393,17 +366,8 @@ TEST_F(CreateMXFVideo, TheFinalHeaderAndFooterHaveEverySetting) {
         builder.SetDataSize(0);
         builder.MarkOpen();
         expectedOpen = HeaderOf(builder);
-        builder.SetStartTimecode(1800, true);
-        builder.SetCreationDate({2020, 1, 1, 0, 0, 0, 0});
-        builder.SetModifiedDate({2020, 1, 1, 0, 0, 0, 0});
-        builder.SetUMID({{7}});
-        builder.ChangeMaterialUMID({{8}});
-        builder.SetFillerDuration(25);
-        builder.SetDuration(2);
-        builder.SetDataSize(240000);
+        SetSpanned(builder, {2020, 1, 1, 0, 0, 0, 0}, 2, 240000, metadata);
         builder.SetWide(true);
-        builder.SetPackageName("take");
-        builder.SetDMS(metadata);
         expectedFooter = FooterOf(builder);
         builder.SetIdentification("Kestralin", "Jq", "2.0", kProductUID);
         expectedHeader = HeaderOf(builder);
@@ -414,10 +378,7 @@ TEST_F(CreateMXFVideo, TheFinalHeaderAndFooterHaveEverySetting) {
     writer.SetChannel(1);
     writer.SetConsumerDV(true);
     writer.SetWide(true);
-    writer.SetUMID({{7}});
-    writer.SetShotUMID({{8}});
-    writer.SetPrevDuration(25);
-    writer.SetStartTimecode(1800, true);
+    SetSpanned();
     writer.Open(&stream, true);
     EXPECT_EQ(writer.Write(Essence(240000), 0), 240000);
     EXPECT_TRUE(SameBytes(expectedOpen, std::span(stream.Bytes()).first(32768)));
@@ -435,14 +396,7 @@ TEST_F(CreateMXFVideo, RenderModeHasTheFinalHeaderFromTheStart) {
         const FixedEnvironment environment;
         COpAtomPictureAVCI builder(VIDEO_STD_50I, COMP_TYPE_AVCI50_1080, 0x100, 0, 48000, false);
         ASSERT_EQ(builder.Initialize(), kStatusOk);
-        builder.SetStartTimecode(0, false);
-        builder.SetCreationDate(kNow);
-        builder.SetModifiedDate(kNow);
-        builder.SetUMID({{1}});
-        builder.SetDuration(1);
-        builder.SetDataSize(281088);
-        builder.SetPackageName("");
-        builder.SetDMS({});
+        SetPlain(builder, 1, 281088);
         builder.SetIdentification("Kestralin", "Jq", "2.0", kProductUID);
         expected = HeaderOf(builder);
     }
@@ -515,8 +469,7 @@ TEST_F(CreateMXFVideo, ANewRecordingAfterAFailureIsGood) {
         writer.Open(&bad, true);
         if (writer.IsOpened() && writer.Write(Essence(1000), 0) > 0) writer.Close();
         EXPECT_FALSE(writer.IsOpened());
-        EXPECT_EQ(bad.LivePieces(), 0);
-        EXPECT_EQ(bad.LiveAllocators(), 0);
+        ExpectNothingHeld(bad);
         writer.ResetParam();
         Set(VIDEO_STD_50I, COMP_TYPE_DV25);
         RecordHeader();

@@ -5,12 +5,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
-#include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "OpAtomFixture.h"
 #include "kmxf/collaborators/FileIO.h"
 #include "kmxf/collaborators/MemoryFileIO.h"
 #include "kmxf/core/Status.h"
@@ -89,28 +88,6 @@ private:
     int headers_ = 0;
 };
 
-// A client that collects the completions of its pieces.
-class CompletionCollector final : public IFileIOCallback {
-public:
-    struct Completion {
-        uint64_t id;
-        int32_t status, tag;
-        bool operator==(const Completion&) const = default;
-    };
-    void CallbackForWriteComplete(uint64_t id, int32_t status, int32_t tag) override {
-        const std::lock_guard lock(mutex_);
-        completions_.push_back({id, status, tag});
-    }
-    std::vector<Completion> Completions() const {
-        const std::lock_guard lock(mutex_);
-        return completions_;
-    }
-
-private:
-    mutable std::mutex mutex_;
-    std::vector<Completion> completions_;
-};
-
 // A client's piece of `size` equal bytes. It must live until its completion.
 class Essence final {
 public:
@@ -139,20 +116,6 @@ inline std::string Runs(std::span<const uint8_t> bytes) {
 
 inline bool Contains(std::span<const uint8_t> bytes, std::span<const uint8_t> part) {
     return std::search(bytes.begin(), bytes.end(), part.begin(), part.end()) != bytes.end();
-}
-
-// What a builder makes, as a vector.
-inline std::vector<uint8_t> Take(uint8_t* data, uint32_t size) {
-    const std::unique_ptr<uint8_t, decltype(&std::free)> owner(data, &std::free);
-    return {data, data + size};
-}
-inline std::vector<uint8_t> HeaderOf(COpAtomBase& builder) {
-    uint8_t* data = nullptr;
-    return builder.GetHeaderData(&data) == kStatusOk ? Take(data, builder.GetHeaderSize()) : std::vector<uint8_t>();
-}
-inline std::vector<uint8_t> FooterOf(COpAtomBase& builder) {
-    uint8_t* data = nullptr;
-    return builder.GetFooterData(&data) == kStatusOk ? Take(data, builder.GetFooterSize()) : std::vector<uint8_t>();
 }
 
 }  // namespace kmxf::test
