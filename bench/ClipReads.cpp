@@ -1,14 +1,17 @@
 // An OP-1b clip read through the library from its first frame to its last, pictures and sound, against the same bytes
-// in plain large reads. The file is named by KMXF_BENCH_CLIP; scripts/bench makes one.
+// in plain large reads; and its pictures one by one, against pread() of the same places and one copy. The file is named
+// by KMXF_BENCH_CLIP; scripts/bench makes one.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
+#include "FrameOrder.h"
 #include "kmxf/collaborators/FileIO.h"
 #include "kmxf/reader/ReadMXFOp1b.h"
 
@@ -101,5 +104,53 @@ void ReadClipPlainly(benchmark::State& state) {
     }
 }
 BENCHMARK(ReadClipPlainly)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+void Picture(benchmark::State& state, bool random) {
+    const char* file = BenchClip(state);
+    if (file == nullptr) return;
+    Clip clip(file);
+    kmxf::bench::FrameOrder order(static_cast<uint32_t>(clip.reader.GetDuration()), random);
+    for (auto _ : state) {
+        if (!clip.ReadPicture(order.Next())) {
+            state.SkipWithError("a picture could not be read");
+            return;
+        }
+        benchmark::DoNotOptimize(clip.window.GetBuffer()[0]);
+    }
+}
+
+// It knows where the pictures are.
+void PreadPictureAndCopy(benchmark::State& state, bool random) {
+    const char* file = BenchClip(state);
+    if (file == nullptr) return;
+    std::vector<kmxf::VIDEOFRAMEINFOTag> places;
+    uint32_t largest = 0;
+    {
+        Clip clip(file);
+        places.resize(static_cast<size_t>(clip.reader.GetDuration()));
+        for (uint32_t frame = 0; frame < places.size(); ++frame) {
+            clip.reader.GetVideoInfo(frame, places[frame]);
+            largest = std::max<uint32_t>(largest, places[frame].size);
+        }
+    }
+    std::vector<uint8_t> buffer(largest), copy(largest);
+    kmxf::bench::FrameOrder order(static_cast<uint32_t>(places.size()), random);
+    const int descriptor = ::open(file, O_RDONLY);
+    for (auto _ : state) {
+        const auto& place = places[order.Next()];
+        if (::pread(descriptor, buffer.data(), place.size, static_cast<off_t>(place.offset)) != place.size) {
+            state.SkipWithError("pread failed");
+            break;
+        }
+        std::memcpy(copy.data(), buffer.data(), place.size);
+        benchmark::DoNotOptimize(copy[0]);
+    }
+    ::close(descriptor);
+}
+
+BENCHMARK_CAPTURE(Picture, InOrder, false)->UseRealTime();
+BENCHMARK_CAPTURE(PreadPictureAndCopy, InOrder, false)->UseRealTime();
+BENCHMARK_CAPTURE(Picture, AtRandom, true)->UseRealTime();
+BENCHMARK_CAPTURE(PreadPictureAndCopy, AtRandom, true)->UseRealTime();
 
 }  // namespace

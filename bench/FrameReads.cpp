@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 
+#include "FrameOrder.h"
 #include "kmxf/collaborators/FileIO.h"
 #include "kmxf/reader/ReadMXFVideo.h"
 
@@ -20,23 +21,6 @@ const char* BenchFile(benchmark::State& state) {
     if (file == nullptr) state.SkipWithError("KMXF_BENCH_FILE names no file");
     return file;
 }
-
-// The same frames in the same order for both sides: one after the other, or jumping about the file.
-class FrameOrder {
-public:
-    FrameOrder(uint32_t frames, bool random) : frames_(frames), random_(random) {}
-    uint32_t Next() {
-        if (!random_) return next_++ % frames_;
-        state_ = state_ * 6364136223846793005u + 1442695040888963407u;
-        return static_cast<uint32_t>((state_ >> 33) % frames_);
-    }
-
-private:
-    uint32_t frames_;
-    bool random_;
-    uint32_t next_ = 0;
-    uint64_t state_ = 1;
-};
 
 struct Reader {
     explicit Reader(const char* file)
@@ -61,7 +45,7 @@ void Library(benchmark::State& state, bool random) {
     if (file == nullptr) return;
     Reader opened(file);
     const uint32_t frameSize = opened.reader.GetFrameDataSize();
-    FrameOrder order(opened.reader.GetDuration(), random);
+    kmxf::bench::FrameOrder order(opened.reader.GetDuration(), random);
     for (auto _ : state) {
         uint8_t* frame = nullptr;
         if (opened.reader.GetFrameData(order.Next(), &frame) != 0) {
@@ -79,7 +63,7 @@ void PreadAndCopy(benchmark::State& state, bool random) {
     if (file == nullptr) return;
     const Reader opened(file);
     const uint32_t frameSize = opened.reader.GetFrameDataSize();
-    FrameOrder order(opened.reader.GetDuration(), random);
+    kmxf::bench::FrameOrder order(opened.reader.GetDuration(), random);
     const int descriptor = ::open(file, O_RDONLY);
     const std::unique_ptr<uint8_t[]> buffer(new uint8_t[frameSize]);
     for (auto _ : state) {

@@ -14,6 +14,7 @@
 #include "UndoFile.h"
 #include "core/Bytes.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "core/LocalTags.h"
 #include "kmxf/core/KLV.h"
 #include "kmxf/core/Status.h"
@@ -25,8 +26,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr uint32_t kThumbnailRoom = 0x1C000;  // where the sets of the thumbnail begin
-constexpr size_t kPrinted = 32;               // bytes of a range, in text
+constexpr size_t kPrinted = 32;  // bytes of a range, in text
 
 struct Options {
     std::string file;
@@ -85,8 +85,8 @@ void RequireFitting(const Wanted& wanted, const FileInfo& file) {
 int64_t ThumbnailPosition(const std::vector<uint8_t>& header) {
     int64_t offset = 0;
     uint32_t length = 0;
-    if (header.size() < kThumbnailRoom) return 0;
-    const auto room = std::span(header).subspan(kThumbnailRoom);
+    if (header.size() < kOp1bXMLEnd) return 0;
+    const auto room = std::span(header).subspan(kOp1bXMLEnd);
     const bool found = GetKeyParam(room.data(), static_cast<uint32_t>(room.size()), kDMSegmentKey,
                                    kTagEventStartPosition, &offset, &length);
     if (!found || std::cmp_greater(offset, room.size())) return 0;
@@ -113,7 +113,8 @@ HeaderEdit PlanOf(const Wanted& wanted, const FileInfo& file) {
                 static_cast<uint16_t>(picture.size()));
             if (status == kStatusInvalidArgument) {
                 Refuse("--thumbnail: has " + std::to_string(picture.size()) +
-                       " bytes; a bitmap of 80 x 45 pixels of 24 bits, which has 10854, fits");
+                       " bytes; a bitmap of 80 x 45 pixels of 24 bits, which has " +
+                       std::to_string(kOp1bThumbnailSize) + ", fits");
             }
             RequireDone(status, file.path, "has no room for the thumbnail");
         }

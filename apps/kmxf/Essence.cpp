@@ -329,27 +329,10 @@ std::unique_ptr<StreamBytes> EssenceInput::Stream() {
     return PipedStream([this](std::span<uint8_t> room) { return ReadRaw(room); });
 }
 
-bool EssenceInput::CanMap() const {
-    return isFile_ && path_ != "-" && frames_ && !layout_.blockEveryFrame &&
-           MappedPiece::Map(descriptor_, 0, 1) != nullptr;
-}
-
-std::unique_ptr<MappedPiece> EssenceInput::MapNext(uint32_t most) {
-    const uint64_t end = *frames_ * layout_.format.FrameSize();
-    const auto size = static_cast<uint32_t>(std::min<uint64_t>(most, end - position_));
-    if (size == 0) return nullptr;
-    const uint64_t offset = position_ + (layout_.blockFirst ? kParameterSetBlock : 0);
-    auto piece = MappedPiece::Map(descriptor_, offset, size);
-    if (!piece) {
-        Fail(ExitStatus::kInput, path_,
-             "cannot be read: " + ErrorText(errno) + " (offset " + std::to_string(offset) + ")");
-    }
-    position_ += size;
-    return piece;
-}
-
 size_t EssenceInput::Read(std::span<uint8_t> room) {
     const uint64_t frame = layout_.format.FrameSize();
+    // What is added to a file meanwhile is left out.
+    if (frames_) room = room.first(static_cast<size_t>(std::min<uint64_t>(room.size(), *frames_ * frame - position_)));
     size_t filled = 0;
     while (filled < room.size()) {
         const uint64_t within = position_ % frame;
@@ -365,6 +348,9 @@ size_t EssenceInput::Read(std::span<uint8_t> room) {
         filled += count;
         position_ += count;
         if (count < wanted) break;
+    }
+    if (filled < room.size() && frames_ && path_ != "-" && !interrupted) {
+        Fail(ExitStatus::kInput, path_, "became shorter meanwhile (offset " + std::to_string(offset_) + ")");
     }
     return filled;
 }

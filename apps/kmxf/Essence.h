@@ -8,14 +8,12 @@
 #include <vector>
 
 #include "Formats.h"
-#include "MappedPiece.h"
 #include "StreamBytes.h"
+#include "core/Layout.h"
 
 // Bare picture essence as a user has it: DIF frames, AVC-Intra frames with or without parameter-set blocks in front, or
 // a Long-GOP stream.
 namespace kmxf::program {
-
-inline constexpr uint32_t kParameterSetBlock = 512;
 
 // What the user says of the format; what is not said is taken from the essence.
 struct FormatChoice {
@@ -57,14 +55,9 @@ public:
     std::optional<uint64_t> Frames() const { return frames_; }  // nothing: read to the end to know
     std::span<const uint8_t> FirstFrame() const;
 
-    // Fills `room` with the next frame bytes; fewer only at the end, which may lie within a frame. Throws Failure when
-    // reading fails.
+    // Fills `room` with the next frame bytes; fewer only at the end, which may lie within a frame of a pipe. Throws
+    // Failure when reading fails, or a file has become shorter.
     size_t Read(std::span<uint8_t> room);
-
-    // Whether the frames lie in a file in one stretch, so that MapNext can give them; it is either MapNext or Read.
-    bool CanMap() const;
-    // The next frame bytes, up to `most`; null at the end. Throws Failure when they cannot be mapped.
-    std::unique_ptr<MappedPiece> MapNext(uint32_t most);
 
 private:
     size_t ReadFile(std::span<uint8_t> room);

@@ -4,6 +4,7 @@
 
 #include "Program.h"
 #include "Text.h"
+#include "collaborators/SEI.h"
 #include "kmxf/collaborators/Timecode.h"
 #include "kmxf/core/VideoStandard.h"
 
@@ -13,7 +14,6 @@ namespace {
 
 // What is looked at of a frame: its first DIF sequence, or the area of its first SEI messages.
 constexpr size_t kDIFSequenceSize = 12000;
-constexpr size_t kSEIAreaSize = 512;
 
 constexpr size_t kElementHeadLook = 256;  // the start of a sound partition: its pack, and the head of its element
 constexpr size_t kANCLook = 1 << 16;

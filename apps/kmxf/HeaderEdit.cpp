@@ -13,13 +13,13 @@
 #include "OwnedPiece.h"
 #include "Program.h"
 #include "Text.h"
+#include "core/Layout.h"
 
 namespace kmxf::program {
 
 namespace {
 
-constexpr size_t kHeaderBytes = 0x20000;  // of the longest header that the library's editors rewrite
-constexpr size_t kClose = 32;             // differences with fewer bytes between them are one range
+constexpr size_t kClose = 32;  // differences with fewer bytes between them are one range
 
 // A file in memory that has a name.
 class MemoryFile {
@@ -88,7 +88,7 @@ void Apply(const HeaderEdit& edit) {
 HeaderBytes ReadHeaderBytes(const std::string& path) {
     const InputFile file(path);
     HeaderBytes header{path, file.Size(), {}};
-    header.bytes.resize(static_cast<size_t>(std::min<uint64_t>(header.fileSize, kHeaderBytes)));
+    header.bytes.resize(static_cast<size_t>(std::min<uint64_t>(header.fileSize, kOp1bHeaderSize)));
     file.Read(0, header.bytes);
     return header;
 }

@@ -31,8 +31,15 @@ void MxfOutput::RequireClosed(int32_t status) {
 }
 
 StreamPiece* MxfOutput::Keep(std::unique_ptr<OwnedPiece> piece) {
+    std::vector<std::unique_ptr<OwnedPiece>> written;  // goes when the lock is free again
     const std::lock_guard lock(mutex_);
+    written.swap(written_);
     return underWay_.emplace_back(std::move(piece)).get();
+}
+
+void MxfOutput::TakeBack(std::unique_ptr<OwnedPiece> piece) {
+    const std::lock_guard lock(mutex_);
+    written_.push_back(std::move(piece));
 }
 
 void MxfOutput::CallbackForWriteComplete(uint64_t, int32_t, int32_t) {

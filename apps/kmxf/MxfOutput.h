@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "CountingStream.h"
 #include "OutputFile.h"
@@ -35,8 +36,9 @@ protected:
     void RequireClosed(int32_t status);
     // Keeps a piece until its write is complete. To be called before the write.
     StreamPiece* Keep(std::unique_ptr<OwnedPiece> piece);
-    // Gets the pieces back, on the stream's thread.
-    virtual void TakeBack(std::unique_ptr<OwnedPiece>) {}
+    // Gets the pieces back, on the stream's thread. Here they wait for the next Keep: that thread has the most to do,
+    // and it takes time to give a mapped piece back to the system.
+    virtual void TakeBack(std::unique_ptr<OwnedPiece> piece);
 
     const OutputFile& file_;
     CountingStream stream_;
@@ -47,7 +49,9 @@ private:
 
     std::string source_;
     std::mutex mutex_;
-    std::deque<std::unique_ptr<OwnedPiece>> underWay_;  // guarded by mutex_; in the order of their writes
+    // Guarded by mutex_.
+    std::deque<std::unique_ptr<OwnedPiece>> underWay_;  // in the order of their writes
+    std::vector<std::unique_ptr<OwnedPiece>> written_;
 };
 
 }  // namespace kmxf::program

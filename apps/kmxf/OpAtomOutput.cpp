@@ -17,15 +17,10 @@ void OpAtomOutput::Open(bool rewriteHeaderAtClose) {
     writer_->RegisterCallback(this);
 }
 
-void OpAtomOutput::WaitForTurn() {
-    std::unique_lock lock(mutex_);
-    pieceBack_.wait(lock, [this] { return underWay_ < kPieces; });
-}
-
 std::span<uint8_t> OpAtomOutput::Room() {
     if (!current_) {
-        WaitForTurn();
-        const std::lock_guard lock(mutex_);
+        std::unique_lock lock(mutex_);
+        pieceBack_.wait(lock, [this] { return underWay_ < kPieces; });
         if (free_.empty()) {
             current_ = std::make_unique<HeapPiece>(pieceSize_);
         } else {
@@ -44,29 +39,16 @@ void OpAtomOutput::Write(size_t count) {
         std::copy_n(piece->GetBuffer(), count, last->GetBuffer());
         piece = std::move(last);
     }
-    Give(std::move(piece));
-}
-
-void OpAtomOutput::Write(std::unique_ptr<OwnedPiece> piece) {
-    WaitForTurn();
-    Give(std::move(piece));
-}
-
-void OpAtomOutput::Give(std::unique_ptr<OwnedPiece> piece) {
-    const uint32_t size = piece->GetSize();
     {
         const std::lock_guard lock(mutex_);
         ++underWay_;
     }
-    RequireAccepted(writer_->Write(Keep(std::move(piece)), 0), size);
+    RequireAccepted(writer_->Write(Keep(std::move(piece)), 0), static_cast<uint32_t>(count));
 }
 
 void OpAtomOutput::TakeBack(std::unique_ptr<OwnedPiece> piece) {
-    // Only pieces of memory go round.
-    const bool goesRound = piece->GetSize() == pieceSize_ && dynamic_cast<HeapPiece*>(piece.get()) != nullptr;
-    if (!goesRound) piece.reset();
     const std::lock_guard lock(mutex_);
-    if (goesRound) free_.push_back(std::move(piece));
+    if (piece->GetSize() == pieceSize_) free_.push_back(std::move(piece));
     --underWay_;
     pieceBack_.notify_one();
 }

@@ -12,8 +12,7 @@
 
 namespace kmxf::program {
 
-// Either a few pieces of one size go round between the caller, who fills them, and the stream, or the caller has pieces
-// of a mapped file. Not more than a few of either are under way.
+// A few pieces of one size go round between the caller, who fills them, and the stream.
 class OpAtomOutput final : public MxfOutput {
 public:
     OpAtomOutput(std::unique_ptr<CCreateMXFBase> writer, const OutputFile& file, uint32_t pieceSize);
@@ -25,13 +24,10 @@ public:
     std::span<uint8_t> Room();
     // Writes the first `count` bytes of the room.
     void Write(size_t count);
-    void Write(std::unique_ptr<OwnedPiece> piece);
     void Close();
 
 private:
     void TakeBack(std::unique_ptr<OwnedPiece> piece) override;
-    void WaitForTurn();
-    void Give(std::unique_ptr<OwnedPiece> piece);
 
     static constexpr size_t kPieces = 4;
 

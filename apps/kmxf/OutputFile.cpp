@@ -99,12 +99,21 @@ int RenameNew(const std::string& from, const std::string& to) {
     return ::rename(from.c_str(), to.c_str());
 }
 
-void MakeFolder(const std::string& folder) {
+OutputFolder::OutputFolder(const std::string& folder) {
     std::error_code error;
-    std::filesystem::create_directories(folder, error);
+    std::filesystem::path part;
+    for (const auto& name : std::filesystem::path(folder)) {
+        part /= name;
+        if (std::filesystem::create_directory(part, error)) made_.push_back(part);
+        if (error) break;
+    }
     if (error || !std::filesystem::is_directory(folder, error)) {
         Fail(ExitStatus::kOutput, folder, "cannot be made a folder: " + (error ? error.message() : "it is a file"));
     }
+}
+OutputFolder::~OutputFolder() {
+    std::error_code error;
+    while (!made_.empty() && std::filesystem::remove(made_.back(), error)) made_.pop_back();
 }
 
 }  // namespace kmxf::program

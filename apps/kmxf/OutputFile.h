@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -43,7 +44,17 @@ void PublishAll(std::vector<std::unique_ptr<OutputFile>>& files);
 // Gives a file a name that is not taken yet: 0, or -1 and errno.
 int RenameNew(const std::string& from, const std::string& to);
 
-// Makes a folder and those above it.
-void MakeFolder(const std::string& folder);
+// A folder for outputs. It is made, and those above it, where it is not there; what was made and stays empty goes
+// again.
+class OutputFolder {
+public:
+    explicit OutputFolder(const std::string& folder);
+    OutputFolder(const OutputFolder&) = delete;
+    OutputFolder& operator=(const OutputFolder&) = delete;
+    ~OutputFolder();
+
+private:
+    std::vector<std::filesystem::path> made_;  // the outermost first
+};
 
 }  // namespace kmxf::program

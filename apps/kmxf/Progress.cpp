@@ -24,8 +24,9 @@ Progress::~Progress() {
 }
 
 void Progress::Advance(uint64_t bytes) {
-    done_ += bytes;
     if (!shown_) return;
+    const std::lock_guard lock(mutex_);
+    done_ += bytes;
     const auto now = Clock::now();
     if (now < next_) return;
     Show(now);

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <mutex>
 #include <string>
 
 // One line on standard error that says how far a copy is: bytes, frames, rate, time left.
@@ -15,6 +16,7 @@ public:
     Progress& operator=(const Progress&) = delete;
     ~Progress();
 
+    // On any thread.
     void Advance(uint64_t bytes);
     void AdvanceFrame(uint64_t bytes);
 
@@ -30,6 +32,7 @@ private:
     uint64_t done_ = 0, frames_ = 0;
     Clock::time_point start_;
     Clock::time_point next_;
+    std::mutex mutex_;
 };
 
 }  // namespace kmxf::program

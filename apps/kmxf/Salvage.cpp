@@ -278,6 +278,7 @@ std::vector<std::string> FreePaths(const SalvagePlan& plan, const std::optional<
 
 void Carry(Salvaged& clip, const Options& o, std::set<std::string>& taken, std::optional<Progress>& progress) {
     const SalvagePlan& plan = clip.plan;
+    std::optional<OutputFolder> made;
     std::vector<std::unique_ptr<OutputFile>> outputs;
     std::vector<std::string> targets;
     const auto folder = o.inPlace ? std::nullopt : std::optional(o.folder.value_or(DefaultFolder(plan)));
@@ -295,7 +296,7 @@ void Carry(Salvaged& clip, const Options& o, std::set<std::string>& taken, std::
                 Fail(ExitStatus::kUsage, paths[i], "is an input, which is only read without --in-place");
         }
     }
-    if (folder) MakeFolder(*folder);
+    if (folder) made.emplace(*folder);
     uint64_t total = 0;
     for (size_t i = 0; i < paths.size(); ++i) {
         const SalvagedFile& file = plan.files[i];
@@ -309,7 +310,7 @@ void Carry(Salvaged& clip, const Options& o, std::set<std::string>& taken, std::
         total += file.fileSize;
     }
     if (!o.inPlace) progress.emplace("salvage", total);
-    clip.result = CarryOutSalvage(plan, targets, IndexPictures);
+    clip.result = CarryOutSalvage(plan, targets);
     progress.reset();
     // What is done in place is done whole; a copy can be left.
     if (interrupted && !o.inPlace) throw Failure(ExitStatus::kInterrupted, "interrupted");

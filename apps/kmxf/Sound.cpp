@@ -1,6 +1,8 @@
 #include "Sound.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
 #include <sndfile.hh>
 
 #include "Program.h"
@@ -17,7 +19,7 @@ struct WavOutput::File {
 
 namespace {
 
-constexpr int64_t kSamplesAtOnce = 4096;  // they stay in the processor's cache
+constexpr int64_t kSamplesAtOnce = 8192;  // they stay in the processor's cache
 
 // Every `step`-th of the samples, which come left-justified in 32 bits.
 template <uint32_t kBytes>
@@ -26,6 +28,12 @@ void TakeChannel(const int32_t* from, size_t step, size_t count, uint8_t* to) {
         const uint32_t sample = static_cast<uint32_t>(*from) >> (32 - 8 * kBytes);
         for (uint32_t b = 0; b < kBytes; ++b) *to++ = static_cast<uint8_t>(sample >> (8 * b));
     }
+}
+
+// The same of samples as they are stored.
+template <uint32_t kBytes>
+void TakeStored(const uint8_t* from, size_t step, size_t count, uint8_t* to) {
+    for (size_t i = 0; i < count; ++i, from += step, to += kBytes) std::memcpy(to, from, kBytes);
 }
 
 }  // namespace
@@ -52,6 +60,9 @@ WavInput::WavInput(const std::string& path, uint32_t bits)
         handle.command(SFC_SET_CLIPPING, nullptr, SF_TRUE);
     }
     bytesPerSample_ = (bits != 0 ? bits : own) / 8;
+    const bool sameSize = subtype == (bytesPerSample_ == 3 ? SF_FORMAT_PCM_24 : SF_FORMAT_PCM_16);
+    isStored_ = sameSize && std::endian::native == std::endian::little &&
+                handle.command(SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0) == SF_FALSE;
 }
 
 WavInput::~WavInput() = default;
@@ -60,19 +71,37 @@ uint32_t WavInput::Channels() const { return static_cast<uint32_t>(file_->handle
 uint32_t WavInput::SamplingRate() const { return static_cast<uint32_t>(file_->handle.samplerate()); }
 int64_t WavInput::Samples() const { return file_->handle.frames(); }
 
+int64_t WavInput::ReadConverted(int64_t count, int64_t at, std::span<uint8_t* const> channels) {
+    converted_.resize(static_cast<size_t>(count) * channels.size());
+    const int64_t got = file_->handle.readf(converted_.data(), count);
+    const auto take = bytesPerSample_ == 3 ? TakeChannel<3> : TakeChannel<2>;
+    for (size_t c = 0; c < channels.size(); ++c) {
+        take(converted_.data() + c, channels.size(), static_cast<size_t>(got), channels[c] + at * bytesPerSample_);
+    }
+    return got;
+}
+
+// Without the library's conversion, which takes small steps.
+int64_t WavInput::ReadStored(int64_t count, int64_t at, std::span<uint8_t* const> channels) {
+    const size_t step = channels.size() * bytesPerSample_;
+    stored_.resize(static_cast<size_t>(count) * step);
+    const int64_t got =
+        file_->handle.readRaw(stored_.data(), static_cast<sf_count_t>(stored_.size())) / static_cast<int64_t>(step);
+    const auto take = bytesPerSample_ == 3 ? TakeStored<3> : TakeStored<2>;
+    for (size_t c = 0; c < channels.size(); ++c) {
+        take(stored_.data() + c * bytesPerSample_, step, static_cast<size_t>(got), channels[c] + at * bytesPerSample_);
+    }
+    return got;
+}
+
 int64_t WavInput::Read(int64_t count, std::span<uint8_t* const> channels) {
     const size_t channelCount = Channels();
     int64_t read = 0;
     while (read < count) {
         const int64_t chunk = std::min(kSamplesAtOnce, count - read);
-        interleaved_.resize(static_cast<size_t>(chunk) * channelCount);
-        const int64_t got = file_->handle.readf(interleaved_.data(), chunk);
+        const int64_t got = isStored_ ? ReadStored(chunk, read, channels) : ReadConverted(chunk, read, channels);
         if (got < chunk && file_->handle.error() != SF_ERR_NO_ERROR) {
             Fail(ExitStatus::kInput, path_, std::string("cannot be read: ") + file_->handle.strError());
-        }
-        const auto take = bytesPerSample_ == 3 ? TakeChannel<3> : TakeChannel<2>;
-        for (size_t c = 0; c < channelCount; ++c) {
-            take(interleaved_.data() + c, channelCount, static_cast<size_t>(got), channels[c] + read * bytesPerSample_);
         }
         ++statistics.reads;
         statistics.bytesRead += static_cast<uint64_t>(got) * channelCount * bytesPerSample_;

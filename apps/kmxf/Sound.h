@@ -28,12 +28,18 @@ public:
     int64_t Read(int64_t count, std::span<uint8_t* const> channels);
 
 private:
+    // Both put `count` samples behind the `at` that each channel has.
+    int64_t ReadConverted(int64_t count, int64_t at, std::span<uint8_t* const> channels);
+    int64_t ReadStored(int64_t count, int64_t at, std::span<uint8_t* const> channels);
+
     struct File;
     std::string path_;
     std::unique_ptr<File> file_;
     uint32_t bytesPerSample_ = 0;
+    bool isStored_ = false;  // the samples in the file are as they are wanted
     int64_t read_ = 0;
-    std::vector<int32_t> interleaved_;
+    std::vector<int32_t> converted_;  // interleaved, as are
+    std::vector<uint8_t> stored_;
 };
 
 class WavOutput {

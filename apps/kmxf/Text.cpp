@@ -96,13 +96,4 @@ std::string WithSeparators(uint64_t number) {
     return text;
 }
 
-MXFUMIDTag NewUmid() {
-    MXFUMIDTag umid;
-    MXFKEYTag uuid;
-    CreateUUID(&uuid);
-    std::memcpy(umid.bytes, kNewUMIDPrefix.bytes, sizeof kNewUMIDPrefix.bytes);
-    std::memcpy(umid.bytes + 16, uuid.bytes, sizeof uuid.bytes);
-    return umid;
-}
-
 }  // namespace kmxf::program

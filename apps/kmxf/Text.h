@@ -28,7 +28,4 @@ std::optional<size_t> TextUnits(const std::string& utf8);
 std::string ErrorText(int error);             // what errno says
 std::string WithSeparators(uint64_t number);  // 1 234 567
 
-// A new basic UMID (SMPTE ST 330): material type not identified, UUID as material number.
-MXFUMIDTag NewUmid();
-
 }  // namespace kmxf::program

@@ -161,8 +161,9 @@ ExitStatus Unwrap(const Options& o) {
     }
 
     ExitStatus status = found.status;
+    std::optional<OutputFolder> folder;
+    if (!standardOutput) folder.emplace(o.folder);
     std::vector<std::unique_ptr<OutputFile>> files;
-    if (!standardOutput) MakeFolder(o.folder);
     for (const Job& job : jobs) {
         const FileInfo& info = job.info;
         if (info.verdict.kind == Verdict::Kind::kDamaged && info.dataOffset == 0) {

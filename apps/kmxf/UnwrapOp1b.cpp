@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <future>
 
 #include "Op1bGroups.h"
 #include "ParameterSets.h"
@@ -132,15 +133,18 @@ void ExtractOp1b(const InputFile& from, const FileInfo& info, const std::vector<
     const uint64_t end = range ? range->last + 1 : static_cast<uint64_t>(info.frames);
     const uint64_t first = range ? (raw ? range->first : DecodableFrom(from, info, *range)) : 0;
     Progress progress(info.path, range ? 0 : static_cast<uint64_t>(info.dataSize), 0);
-    Extraction extraction(from, info, raw, progress);
+    Extraction pictures(from, info, raw, progress), sound(from, info, raw, progress);
     for (const ClipGroup& group : info.groups) {
         if (group.firstFrame + group.frames <= first || group.firstFrame >= end) continue;
         const auto begin = static_cast<uint32_t>(std::max(first, group.firstFrame) - group.firstFrame);
         const auto upTo = static_cast<uint32_t>(std::min<uint64_t>(end - group.firstFrame, group.frames));
-        extraction.Pictures(group, begin, upTo, *outputs.front());
-        for (size_t channel = 0; channel < group.sound.size(); ++channel) {
-            extraction.Sound(group, begin, upTo, channel, *outputs[1 + channel]);
-        }
+        // At the same time, and not further apart than a group: they lie side by side.
+        auto heard = std::async([&] {
+            for (size_t channel = 0; channel < group.sound.size(); ++channel)
+                sound.Sound(group, begin, upTo, channel, *outputs[1 + channel]);
+        });
+        pictures.Pictures(group, begin, upTo, *outputs.front());
+        heard.get();
     }
 }
 

@@ -1,5 +1,7 @@
 #include "Wrap.h"
 
+#include <malloc.h>
+
 #include <cstdlib>
 #include <filesystem>
 
@@ -38,7 +40,15 @@ bool IsOp1b(const WrapOptions& o, const EssenceInput* video) {
     return longGOP;
 }
 
+// Pieces of memory come and go all the time: given back to the system in between, they would cost fresh pages each
+// time.
+void KeepFreedMemory() {
+    ::mallopt(M_MMAP_THRESHOLD, 4 << 20);
+    ::mallopt(M_TRIM_THRESHOLD, 32 << 20);
+}
+
 ExitStatus RunWrap(const WrapOptions& options) {
+    KeepFreedMemory();
     ClipValues values = ValuesOf(options);
     ClipInputs inputs = OpenInputs(options);
     const bool op1b = IsOp1b(options, inputs.video.get());

@@ -7,6 +7,7 @@
 #include "SideFiles.h"
 #include "Text.h"
 #include "Wrap.h"
+#include "core/NewUMID.h"
 #include "kmxf/collaborators/VideoFrame.h"
 #include "kmxf/core/Environment.h"
 #include "kmxf/core/VideoStandard.h"
@@ -155,7 +156,7 @@ private:
 
 // The file package's UMID is that of the material package with the next instance number (SMPTE ST 330).
 MXFUMIDTag Op1bWrapping::MaterialUmid() const {
-    if (!values_.umid) return values_.shotUmid ? *values_.shotUmid : NewUmid();
+    if (!values_.umid) return values_.shotUmid ? *values_.shotUmid : NewUMID();
     MXFUMIDTag material = *values_.umid;
     --material.bytes[kInstanceNumber];
     if (values_.shotUmid && *values_.shotUmid != material) {
@@ -293,7 +294,7 @@ ExitStatus Op1bWrapping::Run() {
         Fail(ExitStatus::kInput, o_.video, "holds no I picture with its parameter sets");
     }
 
-    MakeFolder(o_.folder);
+    const OutputFolder folder(o_.folder);
     std::vector<std::unique_ptr<OutputFile>> outputs;
     const OutputFile& file = *outputs.emplace_back(NewOutput(o_, ""));
     {

@@ -6,6 +6,7 @@
 #include "Progress.h"
 #include "Text.h"
 #include "Wrap.h"
+#include "core/NewUMID.h"
 #include "kmxf/collaborators/VideoFrame.h"
 #include "kmxf/core/VideoStandard.h"
 #include "kmxf/writer/CreateMXFAudio.h"
@@ -18,7 +19,9 @@ namespace kmxf::program {
 
 namespace {
 
-constexpr uint32_t kPieceSize = 1 << 20;  // about, in whole frames: what goes round stays in the processor's cache
+// About, in whole frames. Reading one and writing the one before go on at the same time; what goes round stays in the
+// processor's cache.
+constexpr uint32_t kPieceSize = 512 << 10;
 
 constexpr uint32_t kLivePieceSize = 256 << 10;  // what a power cut can cost, and how often a live file grows
 
@@ -42,7 +45,7 @@ CTimecode TimecodeOf(const VideoFormat& format, std::span<const uint8_t> frame) 
 
 // The clip's files are told apart by the last four bytes of the first one's UMID, counted up.
 MXFUMIDTag FileUmid(const ClipValues& values, uint32_t file) {
-    if (!values.umid) return NewUmid();
+    if (!values.umid) return NewUMID();
     MXFUMIDTag umid = *values.umid;
     for (size_t i = sizeof umid.bytes; i-- > sizeof umid.bytes - 4 && file != 0; file >>= 8) {
         const uint32_t sum = umid.bytes[i] + (file & 0xFF);
@@ -104,6 +107,7 @@ private:
     ClipValues values_;
     std::optional<uint64_t> frames_;  // of the picture, once known
     int64_t longestSound_ = 0;        // in samples of 96 kHz
+    std::optional<OutputFolder> folder_;
     std::vector<std::unique_ptr<OutputFile>> outputs_;
     ExitStatus status_ = ExitStatus::kDone;
 };
@@ -133,25 +137,12 @@ void OpAtomWrapping::WriteVideo(EssenceInput& input) {
         writer->SetRenderingDataSize(static_cast<int64_t>(*input.Frames() * format.FrameSize()));
     }
     OpAtomOutput output(std::move(writer), file, pieceSize);
-    output.SetSource(input.Path());
     output.Open(!o_.noHeaderRewrite);
     output.Writer().SetCreationDate(values_.creationDate);
 
     Progress progress(file.FinalPath(), input.Frames().value_or(0) * format.FrameSize(), format.FrameSize());
     uint64_t written = 0;
-    const auto advance = [&](uint64_t bytes) {
-        written += bytes;
-        progress.Advance(bytes);
-    };
-    const bool mapped = input.CanMap();
-    while (mapped && !interrupted) {
-        auto piece = input.MapNext(pieceSize);
-        if (!piece) break;
-        const uint32_t size = piece->GetSize();
-        output.Write(std::move(piece));
-        advance(size);
-    }
-    while (!mapped) {  // Ctrl-C makes a read short as well
+    while (true) {  // Ctrl-C makes a read short as well
         const auto room = output.Room();
         const size_t count = input.Read(room);
         const size_t whole = count - count % unit;
@@ -164,7 +155,8 @@ void OpAtomWrapping::WriteVideo(EssenceInput& input) {
             Say(input.Path() + ": " + end + "; what is before it is kept");
             status_ = ExitStatus::kFindings;
         }
-        advance(whole);
+        written += whole;
+        progress.Advance(whole);
         if (count < room.size()) break;
     }
     output.Close();
@@ -228,13 +220,13 @@ ExitStatus OpAtomWrapping::Run() {
     for (const auto& sound : inputs_.sounds) {
         longestSound_ = std::max(longestSound_, sound->Samples() * 96000 / sound->SamplingRate());
     }
-    if (!values_.shotUmid) values_.shotUmid = NewUmid();
+    if (!values_.shotUmid) values_.shotUmid = NewUMID();
     if (!values_.startTimecode) {
         values_.startTimecode = video != nullptr ? TimecodeOf(video->Format(), video->FirstFrame()) : CTimecode();
     }
     RequireFittingHeader(values_, video != nullptr ? &video->Format() : nullptr, inputs_.channels != 0);
 
-    MakeFolder(o_.folder);
+    folder_.emplace(o_.folder);
     if (video != nullptr) WriteVideo(*video);
     // A live picture ends by Ctrl-C; its sound is still to be written.
     if (interrupted.exchange(false)) status_ = ExitStatus::kInterrupted;

@@ -69,12 +69,14 @@ struct Provider {
 
 }  // namespace
 
-IFileIOFactory* CFileIOMain::GetFactory(uint32_t kind, const CNetworkInfo* network, uint32_t bufferUnit) {
+IFileIOFactory* CFileIOMain::GetFactory(uint32_t kind, const CNetworkInfo* network, uint32_t bufferUnit) try {
     std::unique_lock lock(Provider::Instance().mutex);
     const FactoryProvider provider = Provider::Instance().function;
     lock.unlock();
     if (provider) return provider(kind, network, bufferUnit);
     return kind == 0 ? new (std::nothrow) LocalFactory : nullptr;
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 
 void CFileIOMain::SetFactoryProvider(FactoryProvider provider) {

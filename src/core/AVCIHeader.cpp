@@ -2,6 +2,7 @@
 
 #include "core/AVCIHeaderBlocks.h"
 #include "core/CompressionType.h"
+#include "core/Layout.h"
 #include "core/Lookup.h"
 #include "kmxf/core/VideoStandard.h"
 
@@ -9,7 +10,6 @@ namespace kmxf {
 
 namespace {
 
-constexpr size_t kHeaderSize = 512;
 constexpr size_t kPPSOffset = 256;
 
 // The block for each standard, by class and raster; null where the class has none.
@@ -52,7 +52,7 @@ constexpr TypeRow kTypes[] = {
 
 bool GetAVCIHeader(uint32_t videoStd, uint32_t compType, uint8_t* buffer) {
     if (buffer == nullptr || !IsAVCFamily(compType)) return false;
-    std::fill_n(buffer, kHeaderSize, uint8_t{0});
+    std::fill_n(buffer, kParameterSetBlock, uint8_t{0});
     const BlockRow* blocks = FindRow(kBlocks, &BlockRow::videoStd, videoStd);
     if (blocks == nullptr) return false;
     // Long-GOP streams carry their own parameter sets: their header stays zero.

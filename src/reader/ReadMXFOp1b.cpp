@@ -9,6 +9,7 @@
 
 #include "collaborators/Guards.h"
 #include "collaborators/Report.h"
+#include "collaborators/SEI.h"
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
 #include "kmxf/collaborators/Log.h"
@@ -33,8 +34,7 @@ constexpr uint32_t kSoundHeadSize = 24;      // key and length of a sound elemen
 constexpr uint32_t kOverallSize = 4;         // the random index pack's own size, the last bytes of the file
 constexpr uint32_t kEmptyRandomIndexSize = 24;
 constexpr uint32_t kMostIndexBytes = 1 << 20;  // more than items of up to 64 KiB each come to
-constexpr uint32_t kSEIAreaSize = 512;
-constexpr uint32_t kMostEmptyANC = 8;  // bytes of an ANC value that count as no data
+constexpr uint32_t kMostEmptyANC = 8;          // bytes of an ANC value that count as no data
 
 // The streams of a group in the order of the file; sound channel c is kSound + c. BodySIDs count them from 1.
 constexpr uint32_t kVideo = 0, kANC = 1, kSound = 2;

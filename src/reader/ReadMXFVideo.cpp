@@ -7,9 +7,11 @@
 
 #include "collaborators/Guards.h"
 #include "collaborators/Report.h"
+#include "collaborators/SEI.h"
 #include "core/Bytes.h"
 #include "core/HandOut.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "core/LocalTags.h"
 #include "core/Lookup.h"
 #include "kmxf/core/Status.h"
@@ -21,8 +23,6 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint32_t kAVCIHeaderSize = 512;      // in front of the first frame
-constexpr uint32_t kSEIAreaSize = 512;         // at the start of each frame
 constexpr uint32_t kLargestDIFUnit = 576000;   // 1080/50i, and two frames of 720/50p
 constexpr uint32_t kTimecodePackOffset = 110;  // in the first subcode block of a frame (SMPTE ST 314)
 
@@ -178,7 +178,7 @@ int32_t CReadMXFVideo::GetDIFDataSize(uint32_t* size) const {
 }
 
 int32_t CReadMXFVideo::GetAVCIHeaderSize(uint32_t* size) const {
-    return Answer(size, true, avcIntra_ ? kAVCIHeaderSize : 0);
+    return Answer(size, true, avcIntra_ ? kParameterSetBlock : 0);
 }
 
 int32_t CReadMXFVideo::SetDataOffset(uint32_t offset) {
@@ -198,7 +198,7 @@ int32_t CReadMXFVideo::SetEndPosition(uint32_t frames) {
 }
 
 uint64_t CReadMXFVideo::FrameOffset(uint32_t frame) const {
-    return uint64_t{frame} * frameDataSize_ + dataOffset_ + (avcIntra_ ? kAVCIHeaderSize : 0);
+    return uint64_t{frame} * frameDataSize_ + dataOffset_ + (avcIntra_ ? kParameterSetBlock : 0);
 }
 
 int32_t CReadMXFVideo::Seek(uint32_t frame) {

@@ -35,7 +35,8 @@ public:
         }
         const Stretch& last = stretches_[0];
         const bool close = offset >= last.offset && offset <= last.End() + kMostAhead;
-        ahead_ = close && ahead_ != 0 ? std::min(2 * ahead_, kMostAhead) : kLeastAhead;
+        ahead_ = small_ ? kHeadAhead : close ? std::min(2 * ahead_, kMostAhead) : kLeastAhead;
+        small_ = false;
         std::swap(stretches_[0], stretches_[1]);
         stretches_[0] = {offset, Read(offset, std::max(count, ahead_))};
         return stretches_[0].From(offset, count);
@@ -43,7 +44,7 @@ public:
 
     // The next stretch starts small wherever it lies: behind essence, small elements of which are close to each other
     // too.
-    void StartSmall() { ahead_ = 0; }
+    void StartSmall() { small_ = true; }
 
     // `count` bytes from `offset` to keep, in one read of just these bytes when there are many.
     std::vector<uint8_t> Copy(uint64_t offset, size_t count) {
@@ -53,8 +54,9 @@ public:
     }
 
 private:
-    // The most heads ask for, with a pack of the file structure behind; a good part of a header's sets.
-    static constexpr size_t kLeastAhead = 160, kMostAhead = 2048;
+    // Key and length, of an element without data and the fill item behind it; with a pack of the file structure behind;
+    // a good part of a header's sets.
+    static constexpr size_t kHeadAhead = 64, kLeastAhead = 160, kMostAhead = 2048;
 
     struct Stretch {
         uint64_t offset = 0;
@@ -89,6 +91,7 @@ private:
     uint64_t size_;
     std::array<Stretch, 2> stretches_;  // the last read first
     size_t ahead_ = kLeastAhead;
+    bool small_ = false;
     uint64_t readCount_ = 0, readBytes_ = 0;
     std::optional<uint64_t> failure_;
 };

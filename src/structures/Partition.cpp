@@ -7,13 +7,13 @@
 #include "core/HandOut.h"
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "structures/StatedSize.h"
 
 namespace kmxf {
 
 namespace {
 
-constexpr uint32_t kFieldsSize = 88;  // from MajorVersion to the head of the batch of essence containers
 constexpr uint32_t kContainerSize = sizeof(MXFKEYTag);
 
 // Bytes of the key that tell the kind and the status; those before them make a partition pack key.
@@ -61,7 +61,7 @@ auto CPartition::Fields(Pack& pack) {
 
 CPartition::CPartition(uint32_t kind, bool closed, bool complete)
     : key_(PackKey(kind, closed, complete)),
-      length_(kKLVHeadSize + kFieldsSize),
+      length_(kKLVHeadSize + kPackFieldsSize),
       operationalPattern_(kOpAtomLabel),
       batchHead_{0, 0, 0, 0, 0, 0, 0, kContainerSize} {}
 CPartition::CPartition(const CPartition&) = default;
@@ -69,7 +69,7 @@ CPartition& CPartition::operator=(const CPartition&) = default;
 CPartition::~CPartition() = default;
 
 int32_t CPartition::GetData(uint8_t** data) const {
-    const uint32_t size = kKLVHeadSize + kFieldsSize + kContainerSize * GetEssenceContainerNum();
+    const uint32_t size = kKLVHeadSize + kPackFieldsSize + kContainerSize * GetEssenceContainerNum();
     return HandOut(size, data, [&](ByteWriter& writer) {
         WriteKLVHead(writer, key_, size);
         std::apply([&](const auto&... field) { (Put(writer, field), ...); }, Fields(*this));
@@ -85,7 +85,7 @@ int32_t CPartition::SetData(const uint8_t* buffer, uint32_t size) {
     key_ = ByteReader(pack).Key();  // taken over before it is looked at: a packet of another kind leaves its key here
     if (!std::ranges::equal(pack.first(kKeyStart.size()), kKeyStart)) return kStatusInvalidArgument;
     const auto head = ReadKLVHead(pack);
-    if (!head || size - head->size < kFieldsSize) return kStatusInvalidArgument;
+    if (!head || size - head->size < kPackFieldsSize) return kStatusInvalidArgument;
 
     length_ = static_cast<uint32_t>(head->length + head->size);
     ByteReader reader(pack.subspan(head->size));

@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "core/Bytes.h"
+#include "core/Layout.h"
 #include "tools/CheckRule.h"
 
 // IX: index table segments. What is expected of one follows from the essence that it belongs to.
@@ -9,8 +10,6 @@ namespace kmxf {
 namespace {
 
 constexpr uint64_t kPictureSID = 1, kANCSID = 2, kFirstIndexSID = 101;
-constexpr uint64_t kANCElementSize = 512;
-constexpr int64_t kParameterSetHeaderSize = 512;
 
 using File = CheckedFile;
 using Partition = CheckedPartition;
@@ -46,7 +45,7 @@ Expected ExpectedOfOpAtom(const File& file, size_t number) {
     }
     // The first frame, which parameter sets precede, has a segment of its own.
     const int64_t first = std::min<int64_t>(*stored, 1);
-    expected.unitSize = number == 0 ? frameSize + kParameterSetHeaderSize : frameSize;
+    expected.unitSize = number == 0 ? frameSize + kParameterSetBlock : frameSize;
     expected.start = number == 0 ? 0 : 1;
     expected.duration = number == 0 ? first : *stored - first;
     return expected;

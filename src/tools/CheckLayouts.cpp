@@ -12,8 +12,6 @@ namespace {
 constexpr uint64_t kHeaderAreaSize = kOpAtomHeaderSize, kElementHeadSize = 24;
 constexpr uint64_t kOp1bAreaEnds[] = {kOp1bMetadataEnd, kOp1bXMLEnd, kOp1bHeaderSize};
 constexpr uint64_t kPictureSID = 1, kANCSID = 2, kFirstSoundSID = 3, kFirstIndexSID = 101;
-constexpr uint64_t kANCElementSize = 512;
-constexpr uint64_t kSamplesPerSec = 48000;
 
 using File = CheckedFile;
 using Metadata = CheckedMetadata;
@@ -148,7 +146,7 @@ std::string ExpectedContents(const File& file, const Partition& partition) {
 }
 
 int64_t SamplesOf(const File& file, uint64_t frames) {
-    return DurationToAudioSample(file.metadata.videoStd, static_cast<int64_t>(frames), kSamplesPerSec);
+    return DurationToAudioSample(file.metadata.videoStd, static_cast<int64_t>(frames), kOp1bSamplesPerSec);
 }
 
 constexpr Rule kOp1bRules[] = {

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "core/LocalTags.h"
 #include "kmxf/core/VideoStandard.h"
 #include "tools/CheckPrototypes.h"
@@ -12,8 +13,7 @@ namespace kmxf {
 
 namespace {
 
-constexpr int64_t kParameterSetHeaderSize = 512;  // in front of the first AVC-Intra frame
-constexpr int64_t kSpareSamples = 4;              // that a recording may end in front of its last frame's end
+constexpr int64_t kSpareSamples = 4;  // that a recording may end in front of its last frame's end
 
 std::array<uint8_t, 16> Order(const MXFKEYTag& uid) { return std::to_array(uid.bytes); }
 
@@ -158,7 +158,7 @@ std::optional<int64_t> CheckedFile::StoredFrames() const {
     }
     if (!metadata.picture) return std::nullopt;
     const int64_t frameSize = GetFrameDataSize(metadata.picture->videoStd, metadata.picture->compType);
-    const int64_t inFront = IsAVCI(metadata.picture->compType) ? kParameterSetHeaderSize : 0;
+    const int64_t inFront = IsAVCI(metadata.picture->compType) ? kParameterSetBlock : 0;
     if (frameSize == 0) return std::nullopt;
     return std::max<int64_t>(static_cast<int64_t>(ElementSize()) - inFront, 0) / frameSize;
 }

@@ -9,7 +9,7 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint64_t kFixedFields = 88, kLabelSize = 16;
+constexpr uint64_t kLabelSize = 16;
 
 using File = CheckedFile;
 using Partition = CheckedPartition;
@@ -57,7 +57,7 @@ constexpr Rule kRules[] = {
          const InspectedItem* containers = FindItem(partition.fields, "EssenceContainers");
          if (containers == nullptr) return;
          const ArrayHead head = ArrayHeadOf(*containers);
-         const uint64_t expected = kFixedFields + kLabelSize * head.count;
+         const uint64_t expected = kPackFieldsSize + kLabelSize * head.count;
          if (partition.pack.length != expected || (head.count != 0 && head.size != kLabelSize))
              report(containers->offset,
                     Counted(expected, "byte") + " for " + Counted(head.count, "label") + " of 16 bytes",

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "kmxf/core/VideoStandard.h"
 #include "tools/ClipHeader.h"
 #include "tools/WorkingName.h"
@@ -164,10 +165,7 @@ std::string ClipVerdict::Text() const {
     return "";
 }
 
-uint32_t ClipFile::LeadSize() const {
-    constexpr uint32_t kParameterSetHeaderSize = 512;
-    return format && IsAVCI(format->compType) ? kParameterSetHeaderSize : 0;
-}
+uint32_t ClipFile::LeadSize() const { return format && IsAVCI(format->compType) ? kParameterSetBlock : 0; }
 
 uint64_t ClipFile::FrameOffset(uint64_t frame) const { return dataOffset + LeadSize() + frame * frameSize; }
 

@@ -4,16 +4,15 @@
 #include <array>
 #include <cstring>
 
+#include "collaborators/SEI.h"
 #include "core/CompressionType.h"
+#include "core/Layout.h"
 #include "kmxf/collaborators/VideoFrame.h"
 #include "kmxf/core/Status.h"
 
 namespace kmxf {
 
 namespace {
-
-constexpr uint32_t kParameterSetBlock = 512;
-constexpr uint32_t kSEIAreaSize = 512;
 
 constexpr uint32_t kBlockSize = 80, kSequenceBlocks = 150;
 constexpr uint32_t kSequence60 = 10, kSequence50 = 12;  // sequences of a channel

@@ -7,6 +7,7 @@
 
 #include "core/FieldText.h"
 #include "core/KLVPacket.h"
+#include "core/Layout.h"
 #include "kmxf/core/KLV.h"
 #include "kmxf/core/Status.h"
 
@@ -14,7 +15,7 @@ namespace kmxf {
 
 namespace {
 // A partition pack counts its essence containers in one byte.
-constexpr uint64_t kLongestPack = 88 + 255 * sizeof(MXFKEYTag);
+constexpr uint64_t kLongestPack = kPackFieldsSize + 255 * sizeof(MXFKEYTag);
 }  // namespace
 
 FileBytes::FileBytes(IFileIO& file)

@@ -273,9 +273,10 @@ int32_t CMXFExtractMetaData::ReadVideo(IFileIO& file, VideoMetadata& video) {
     if (status == kStatusOk) status = items.Status();
     if (status != kStatusOk) return status;
 
-    if (!video.avcIntra && video.compType != 0) {
+    // Only DV has units.
+    if (const uint32_t size = GetDIFSize(video.videoStd, video.compType)) {
         std::vector<uint8_t> unit;
-        status = FileBytes(file).Read(video.dataOffset, GetDIFSize(video.videoStd, video.compType), unit);
+        status = FileBytes(file).Read(video.dataOffset, size, unit);
         if (status != kStatusOk) return status;
         video.dif = ReadDIF(unit, video.videoStd);
     }
@@ -538,9 +539,10 @@ int32_t CMXFExtractMetaData::GetPrimerPackData(IFileIO* file, std::vector<MXFLOC
         ByteReader reader(packet);
         uint32_t count = reader.U32();
         reader.Skip(4);  // the length of an entry, always 18
-        for (; count > 0 && reader.Remaining() >= 18; --count) {
-            const uint16_t tag = reader.U16();
-            entries.push_back({tag, reader.Key()});
+        for (; count > 0; --count) {
+            const MXFLOCALTAGENTRYTag entry{reader.U16(), reader.Key()};
+            if (!reader.Ok()) break;
+            entries.push_back(entry);
         }
         return kStatusOk;
     }

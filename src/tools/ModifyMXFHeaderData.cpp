@@ -30,9 +30,7 @@ namespace {
 
 using Bytes = std::span<uint8_t>;
 
-constexpr size_t kFirstContainerLabel = 108;  // in the header partition pack
-
-constexpr uint16_t kThumbnailSize = 10854;  // a bitmap of 80 x 45 pixels of 24 bits with 54 bytes of headers
+constexpr size_t kFirstContainerLabel = kKLVHeadSize + kPackFieldsSize;  // in the header partition pack
 
 // Which descriptor goes with an essence container; the other containers have CDCI pictures.
 struct ContainerDescriptor {
@@ -164,7 +162,7 @@ int32_t CModifyMXFHeaderData::ModifyXMLData(const char* fileName, const uint8_t*
 
 int32_t CModifyMXFHeaderData::ModifyThumbnailData(const char* fileName, const uint8_t* thumbnail,
                                                   int64_t eventStartPosition, uint16_t length) {
-    if (fileName == nullptr || thumbnail == nullptr || length != kThumbnailSize) return kStatusInvalidArgument;
+    if (fileName == nullptr || thumbnail == nullptr || length != kOp1bThumbnailSize) return kStatusInvalidArgument;
     return EditStart(
         fileName, "CModifyMXFHeaderData::ModifyThumbnailData", kSilent, kOp1bHeaderSize, [&](Bytes header) {
             const Bytes room = header.subspan(kOp1bXMLEnd);
@@ -202,11 +200,13 @@ bool ModifyFilePackageDuration(uint8_t* header, uint32_t duration) {
     });
 }
 
-bool TruncatePelmard(const char* fileName, int64_t length) {
+bool TruncatePelmard(const char* fileName, int64_t length) try {
     if (fileName == nullptr || length < 0) return false;
     std::error_code error;
     std::filesystem::resize_file(fileName, static_cast<uintmax_t>(length), error);
     return !error;
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 }  // namespace kmxf

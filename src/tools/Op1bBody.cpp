@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <span>
+#include <utility>
 
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
@@ -11,13 +12,13 @@
 #include "kmxf/core/VideoStandard.h"
 #include "kmxf/structures/Partition.h"
 #include "tools/Op1bScan.h"
+#include "tools/SalvageSheet.h"
 
 namespace kmxf {
 
 namespace {
 
 constexpr uint64_t kHeaderSize = kOp1bHeaderSize;
-constexpr uint32_t kSamplesPerSec = 48000;
 constexpr uint64_t kMostPictures = 512 << 20;  // that are shown to the indexer
 constexpr uint64_t kFirstGroup = 256 << 20;    // in which the first group ends
 constexpr uint64_t kWindow = 1 << 20;
@@ -29,10 +30,10 @@ constexpr uint32_t kPictureSID = 1, kFirstSoundSID = 3;
 constexpr uint32_t kPictureIndexSID = 101, kFirstSoundIndexSID = 103;
 constexpr size_t kPackKind = 13;  // in the key of a partition pack
 constexpr uint8_t kBodyPack = 3, kFooterPack = 4;
+constexpr uint8_t kRandomAccess = 0x80;  // of a picture's flags
 
 const char* const kUnfinished = "a group of frames that was being written";
 const char* const kOdd = "a group of frames of another length than the others";
-const char* const kUnreadable = "cannot be read";
 const char* const kUntold = "a damaged group of frames, which cannot be told apart";
 
 // Where `wanted` says yes first, of the places from `from` on at which a key of SMPTE begins; nothing in front of
@@ -110,7 +111,7 @@ Walked Walk(SalvageInput& source, uint64_t at, uint64_t limit, bool upToLimit, s
         if (next == limit && !upToLimit) break;
         if (next - at < kKLVHeadSize || next - at > kMostPicture) break;
         walked.guessed.push_back(walked.pictures.size());
-        walked.pictures.push_back({at, at + kKLVHeadSize, next - at - kKLVHeadSize});
+        walked.pictures.push_back({at, at + kKLVHeadSize, next - at - kKLVHeadSize, false});
         at = next;
     }
     walked.end = at;
@@ -131,7 +132,7 @@ bool Divide(Walked& walked, size_t count) {
     for (size_t i = 0; i < parts; ++i) {
         const uint64_t start = walked.pictures[largest].start + i * part;
         const uint64_t end = i + 1 == parts ? walked.pictures[largest].start + whole : start + part;
-        divided.push_back({start, start + kKLVHeadSize, end - start - kKLVHeadSize});
+        divided.push_back({start, start + kKLVHeadSize, end - start - kKLVHeadSize, false});
     }
     const auto place = walked.pictures.erase(walked.pictures.begin() + static_cast<std::ptrdiff_t>(largest));
     walked.pictures.insert(place, divided.begin(), divided.end());
@@ -175,6 +176,8 @@ private:
     bool Take(const Op1bGroup& group);
     bool TakeResolved(Resolved& resolved, uint64_t limit, bool last);
     void TakeTail(Resolved& resolved);
+    uint64_t SoundThere(const Op1bContent& content, uint32_t channel);
+    bool HasAllSound(const Op1bContent& content);
     void Lose(uint64_t from, uint64_t to, const char* why);
     void LoseFrames(uint64_t from, uint64_t to, int64_t frames, const char* why);
     void Append(std::vector<Op1bPiece> pieces);
@@ -184,6 +187,7 @@ private:
     std::optional<Resolved> ByIndex(uint64_t start, uint64_t limit);
     void Place(Resolved& resolved) const;
     void NoteEntries(const std::vector<MXFINDEXENTRYTag>& entries);
+    void NoteBefore(const Op1bContent& content);
     std::vector<MXFINDEXENTRYTag> EntriesFor(const std::vector<Op1bElement>& pictures);
 
     const std::string path_;
@@ -197,7 +201,7 @@ private:
     int64_t framesBefore_ = 0;  // in the old file
     bool counted_ = true;       // framesBefore_ is no guess
     std::optional<Ahead> ahead_;
-    std::vector<Op1bElement> before_;                     // pictures of the group in front
+    std::vector<Op1bElement> before_;                     // last pictures of the group in front
     std::vector<MXFINDEXENTRYTag> pattern_;               // entries of a whole group
     int64_t mended_ = 0, borrowed_ = 0;                   // groups
     bool tail_ = false, moved_ = false, behind_ = false;  // a lost group
@@ -333,8 +337,8 @@ bool BodyReader::IsNumbered(const Resolved& resolved, const Ahead& ahead, std::o
 }
 
 uint64_t BodyReader::SoundBytes(int64_t frames) const {
-    return static_cast<uint64_t>(DurationToAudioSample(format_.videoStd, framesBefore_ + frames, kSamplesPerSec) -
-                                 DurationToAudioSample(format_.videoStd, framesBefore_, kSamplesPerSec)) *
+    return static_cast<uint64_t>(DurationToAudioSample(format_.videoStd, framesBefore_ + frames, kOp1bSamplesPerSec) -
+                                 DurationToAudioSample(format_.videoStd, framesBefore_, kOp1bSamplesPerSec)) *
            format_.bytesPerSample;
 }
 
@@ -380,6 +384,13 @@ void BodyReader::Account(const Op1bContent& content, uint64_t end, const std::ve
 
 void BodyReader::NoteEntries(const std::vector<MXFINDEXENTRYTag>& entries) { pattern_ = entries; }
 
+// From the last key picture but one on: what is shown in front of a key picture is stored behind it.
+void BodyReader::NoteBefore(const Op1bContent& content) {
+    size_t from = content.pictures.size();
+    for (int keys = 0; from > 0 && keys < 2;) keys += (content.entries[--from].flags & kRandomAccess) != 0;
+    before_.assign(content.pictures.begin() + static_cast<std::ptrdiff_t>(from), content.pictures.end());
+}
+
 // A whole one. It stays as it is where it is of another layout than ours, unless it has to move.
 bool BodyReader::Take(const Op1bGroup& group) {
     const int64_t number = group.index.front().GetStartPosition();
@@ -407,7 +418,7 @@ bool BodyReader::Take(const Op1bGroup& group) {
     Account(content, group.end, *pieces, 0);
     body_.framesFound += group.frames;
     framesBefore_ += group.frames;
-    before_ = group.pictures;
+    NoteBefore(content);
     Append(std::move(*pieces));
     return true;
 }
@@ -444,7 +455,7 @@ std::optional<BodyReader::Resolved> BodyReader::ByIndex(uint64_t start, uint64_t
         }
         const auto there = PictureAt(source_, from, place);
         const bool whole = there && there->offset + there->size == to;
-        pictures.push_back(whole ? *there : Op1bElement{from, from + kKLVHeadSize, to - from - kKLVHeadSize});
+        pictures.push_back(whole ? *there : Op1bElement{from, from + kKLVHeadSize, to - from - kKLVHeadSize, false});
     }
     resolved.indexed = !entries.empty();
     return resolved;
@@ -498,11 +509,7 @@ std::optional<BodyReader::Resolved> BodyReader::Resolve(uint64_t start, uint64_t
         resolved = told(std::move(walked));
     }
     // Where no picture is whole there is nothing to keep.
-    const auto whole = [&](const Op1bElement& picture) {
-        const auto there = PictureAt(source_, picture.start, limit);
-        return there && there->size == picture.size;
-    };
-    if (std::ranges::none_of(resolved->content.pictures, whole)) return std::nullopt;
+    if (std::ranges::none_of(resolved->content.pictures, &Op1bElement::headed)) return std::nullopt;
     resolved->number = number;
     Place(*resolved);
     return resolved;
@@ -531,8 +538,9 @@ bool BodyReader::TakeResolved(Resolved& resolved, uint64_t limit, bool last) {
     Op1bContent& content = resolved.content;
     const auto frames = static_cast<uint32_t>(content.pictures.size());
     const bool complete = resolved.end <= limit;
-    if (!complete || (frames < GroupFrames() && !last)) {
-        if (!last) return false;
+    const bool isShort = frames < GroupFrames();
+    if (!last && (!complete || isShort)) return false;
+    if (!complete || (isShort && !HasAllSound(content))) {
         TakeTail(resolved);
         return true;
     }
@@ -550,27 +558,38 @@ bool BodyReader::TakeResolved(Resolved& resolved, uint64_t limit, bool last) {
     Account(content, resolved.end, *pieces, 0);
     body_.framesFound += frames;
     framesBefore_ += frames;
-    before_ = content.pictures;
+    NoteBefore(content);
     Append(std::move(*pieces));
+    return true;
+}
+
+// How much of a channel's sound is in its place: behind its head, or in front of its index. A run in place that was
+// broken off can have written the tables of a shorter group and not yet moved its sound, which both of them follow.
+uint64_t BodyReader::SoundThere(const Op1bContent& content, uint32_t channel) {
+    const uint64_t size = source_.GetSize(), at = std::min(content.soundAt[channel], size);
+    const auto head = ReadKLVHead(source_.Copy(at - kAudioKLSize, kAudioKLSize));
+    const bool told = (head && head->key == kPCMBlockElementKey) || PackAt(source_, at + content.soundSize);
+    return told ? std::min(content.soundSize, size - at) : 0;
+}
+
+bool BodyReader::HasAllSound(const Op1bContent& content) {
+    for (uint32_t channel = 0; channel < format_.channels; ++channel)
+        if (SoundThere(content, channel) < content.soundSize) return false;
     return true;
 }
 
 // The group that was being written: the frames of which every channel has the sound.
 void BodyReader::TakeTail(Resolved& resolved) {
     Op1bContent& content = resolved.content;
-    const uint64_t size = source_.GetSize(), soundSize = content.soundSize;
-    // What stands at the place of the sound is sound only behind its head: a run in place that was broken off may have
-    // written the tables of a shorter group and not yet moved its sound.
-    const auto there = [&](uint32_t channel) {
-        const uint64_t at = std::min(content.soundAt[channel], size);
-        const auto head = ReadKLVHead(source_.Copy(at - kAudioKLSize, kAudioKLSize));
-        return head && head->key == kPCMBlockElementKey ? std::min(soundSize, size - at) : 0;
-    };
+    const uint64_t size = source_.GetSize();
     auto frames = static_cast<uint32_t>(content.pictures.size());
     body_.framesFound += frames;
-    resolved.end = size;
-    for (uint32_t channel = 0; channel < format_.channels; ++channel)
-        while (frames > 0 && SoundBytes(frames) > there(channel)) --frames;
+    const uint64_t end = std::min(std::exchange(resolved.end, size), size);
+    std::vector<uint64_t> there;  // of the sound
+    for (uint32_t channel = 0; channel < format_.channels; ++channel) {
+        there.push_back(SoundThere(content, channel));
+        while (frames > 0 && SoundBytes(frames) > there.back()) --frames;
+    }
     content.pictures.resize(frames);
     if (frames > 0 && content.entries.empty()) content.entries = EntriesFor(content.pictures);
     // A clip of which no picture could be shown is none.
@@ -592,7 +611,8 @@ void BodyReader::TakeTail(Resolved& resolved) {
         });
     Lose(keptEnd, closed ? resolved.picturesEnd : size, kUnfinished);
     for (uint32_t channel = 0; channel < format_.channels; ++channel)
-        Lose(content.soundAt[channel] + content.soundSize, content.soundAt[channel] + there(channel), kUnfinished);
+        Lose(content.soundAt[channel] + content.soundSize, content.soundAt[channel] + there[channel], kUnfinished);
+    Lose(end, size, kUnfinished);
     uint64_t lost = 0;
     for (size_t i = before; i < body_.losses.size(); ++i) lost += body_.losses[i].size;
     tail_ = true;

@@ -14,7 +14,6 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint64_t kANCElementSize = 512;
 constexpr uint32_t kANCHeadSize = 42;        // of an element without data, with the head of the fill item behind it
 constexpr uint64_t kMostANC = 470;           // bytes of data
 constexpr uint64_t kMostPicture = 0xFFFFFF;  // that a length of 3 bytes tells
@@ -66,9 +65,7 @@ Op1bGroupBuilder::Op1bGroupBuilder(const Op1bFormat& format, SalvageInput& sourc
 std::optional<std::vector<Op1bPiece>> Op1bGroupBuilder::Add(const Op1bContent& group, bool load, int64_t& damaged) {
     const auto frames = static_cast<uint32_t>(group.pictures.size());
     if (frames == 0 || group.entries.size() < frames || group.soundAt.size() < format_.channels) return std::nullopt;
-    const auto tooLarge = [](const Op1bElement& picture) {
-        return picture.offset - picture.start == kKLVHeadSize && picture.size > kMostPicture;
-    };
+    const auto tooLarge = [](const Op1bElement& picture) { return !picture.headed && picture.size > kMostPicture; };
     if (std::ranges::any_of(group.pictures, tooLarge)) return std::nullopt;
     pieces_.clear();
     load_ = load;
@@ -82,7 +79,8 @@ std::optional<std::vector<Op1bPiece>> Op1bGroupBuilder::Add(const Op1bContent& g
         const MXFINDEXENTRYTag& entry = group.entries[i];
         Require(builder_.AddIndexEntry(entry.temporalOffset, entry.keyFrameOffset, entry.flags,
                                        pictureBytes_ + at() - first));
-        if (!PutPicture(group.pictures[i])) ++damaged;
+        PutPicture(group.pictures[i]);
+        damaged += group.pictures[i].headed ? 0 : 1;
     }
     pictureBytes_ += at() - first;
     Require(builder_.SetBodyPartitionParamVideo(at(), pictureBytes_, frames, true, false));
@@ -108,21 +106,16 @@ std::vector<uint8_t> Op1bGroupBuilder::Built(Get get, uint64_t size) {
     return good_ ? std::vector<uint8_t>(built.data, built.data + size) : std::vector<uint8_t>();
 }
 
-// Says whether the bytes stand there already.
-bool Op1bGroupBuilder::Put(std::vector<uint8_t> made) {
+// Bytes that stand there already stay.
+void Op1bGroupBuilder::Put(std::vector<uint8_t> made, bool seal) {
     const uint64_t size = made.size();
-    const bool there = (!load_ || cursor_ == end_) && AreAlike(made, source_.Copy(cursor_, size));
-    if (there) {
-        PutFrom(cursor_, size);
-    } else {
-        PutBytes(std::move(made), false);
-    }
-    return there;
+    if ((!load_ || cursor_ == end_) && AreAlike(made, source_.Copy(cursor_, size))) return PutFrom(cursor_, size);
+    PutBytes(std::move(made), false, seal);
 }
 
-void Op1bGroupBuilder::PutBytes(std::vector<uint8_t> bytes, bool old) {
+void Op1bGroupBuilder::PutBytes(std::vector<uint8_t> bytes, bool old, bool seal) {
     const uint64_t size = bytes.size();
-    pieces_.push_back({cursor_, size, std::move(bytes), old});
+    pieces_.push_back({cursor_, size, std::move(bytes), old, seal});
     end_ += size;
     cursor_ += size;
 }
@@ -144,18 +137,16 @@ void Op1bGroupBuilder::PutFrom(uint64_t from, uint64_t size) {
     cursor_ = from + size;
 }
 
-bool Op1bGroupBuilder::PutPicture(const Op1bElement& picture) {
+void Op1bGroupBuilder::PutPicture(const Op1bElement& picture) {
     cursor_ = picture.start;
-    bool whole = true;
-    if (picture.offset - picture.start == kKLVHeadSize) {
+    if (picture.headed) {
+        PutFrom(picture.start, picture.offset - picture.start);
+    } else {
         std::vector<uint8_t> head(kKLVHeadSize);
         Require(builder_.GetKLData(kTrackCodePicture, static_cast<int64_t>(picture.size), head.data()));
-        whole = Put(std::move(head));
-    } else {
-        PutFrom(picture.start, picture.offset - picture.start);  // another form of the length
+        Put(std::move(head));
     }
     PutFrom(picture.offset, picture.size);
-    return whole;
 }
 
 void Op1bGroupBuilder::PutANC(const Op1bContent& group, uint32_t frames) {
@@ -193,7 +184,7 @@ void Op1bGroupBuilder::PutSound(uint8_t channel, uint32_t frames, const Op1bCont
     partition(false);
     std::vector<uint8_t> head(kAudioKLSize);
     Require(builder_.GetKLData(kTrackCodeSound + channel, static_cast<int64_t>(group.soundSize), head.data()));
-    Put(std::move(head));
+    Put(std::move(head), true);
     PutFrom(group.soundAt[channel], group.soundSize);
     partition(true);
 }

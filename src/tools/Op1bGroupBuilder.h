@@ -26,6 +26,7 @@ struct Op1bPiece {
     uint64_t from = 0, size = 0;  // in the old file
     std::vector<uint8_t> made;    // empty: they are in the old file
     bool old = false;             // they are, or were, in the old file
+    bool seal = false;            // made, and tells what follows: to be written when that stands
 };
 
 // A group of frames by the places of its essence in the old file, and what its index says.
@@ -82,10 +83,10 @@ private:
     }
     template <class Get>
     std::vector<uint8_t> Built(Get get, uint64_t size);
-    bool Put(std::vector<uint8_t> made);
-    void PutBytes(std::vector<uint8_t> bytes, bool old);
+    void Put(std::vector<uint8_t> made, bool seal = false);
+    void PutBytes(std::vector<uint8_t> bytes, bool old, bool seal = false);
     void PutFrom(uint64_t from, uint64_t size);
-    bool PutPicture(const Op1bElement& picture);
+    void PutPicture(const Op1bElement& picture);
     void PutANC(const Op1bContent& group, uint32_t frames);
     void PutSound(uint8_t channel, uint32_t frames, const Op1bContent& group);
 

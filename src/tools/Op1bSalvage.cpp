@@ -5,6 +5,7 @@
 #include <new>
 
 #include "collaborators/Report.h"
+#include "collaborators/SEI.h"
 #include "core/FieldText.h"
 #include "core/Labels.h"
 #include "core/Layout.h"
@@ -26,19 +27,13 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint32_t kHeaderSize = kOp1bHeaderSize;
-constexpr uint32_t kSamplesPerSec = 48000;
 constexpr uint32_t kOnePicture = 0x10100;  // clip type of one picture and no sound
 constexpr uint8_t kDefaultBytesPerSample = 2;
-constexpr uint32_t kSEIAreaSize = 512;
 
 // A frame that cannot be shown, because what it refers to was cut off.
 constexpr uint8_t kNotShownFlags = 0x3B;
 // As many frames in front of a clip, or behind it, are too many to be true.
 constexpr int64_t kTooMany = 4;
-
-// What the thumbnail's area takes with a fill item behind it, or filled up exactly.
-constexpr uint32_t kMostThumbnail = 16011, kFullThumbnail = 16031;
 
 bool Fail(const char* message, LogPlace place = "CSalvageMXFOp1b::Salvage") {
     Report(place, "SalvageMXFOp1b", "%s", message);
@@ -48,6 +43,12 @@ bool HeaderFault(const char* message, LogPlace place = "CSalvageMXFOp1b::GetHead
     return Fail(message, place);
 }
 bool FileFault(const char* message, LogPlace place = "CSalvageMXFOp1b::GetFileParam") { return Fail(message, place); }
+
+int64_t Plausible(int64_t frames, const char* message, const LogPlace& place) {
+    if (frames < kTooMany) return frames;
+    Fail(message, place);
+    return 0;
+}
 
 // The value of an item, of whatever length; empty when there is none.
 HeaderBytes Value(HeaderBytes header, const MXFKEYTag& key, uint16_t tag) {
@@ -110,11 +111,11 @@ bool Op1bSalvage::OpenFile() {
 }
 
 bool Op1bSalvage::GetHeaderParam() {
-    const OwnedPiece piece(file_.Allocator(), kHeaderSize);
+    const OwnedPiece piece(file_.Allocator(), kOp1bHeaderSize);
     if (!piece || !ReadWholeAt(*file_.get(), 0, piece)) return HeaderFault("Read Error.");
     header_.assign(piece.Bytes().begin(), piece.Bytes().end());
     CPartition pack;
-    if (pack.SetData(header_.data(), kHeaderSize) != kStatusOk || !pack.IsOp1b()) {
+    if (pack.SetData(header_.data(), kOp1bHeaderSize) != kStatusOk || !pack.IsOp1b()) {
         return HeaderFault("Invalid FileType.");
     }
     clip_.videoStd = GetVideoStandardFromHeader(Header());
@@ -122,7 +123,7 @@ bool Op1bSalvage::GetHeaderParam() {
     clip_.compType = GetCompTypeLongGFromHeader(Header());
     if (clip_.compType == 0) return HeaderFault("GetCompType Error.");
 
-    channels_ = GetKeyNum(header_.data(), kHeaderSize, kAES3DescriptorKey);
+    channels_ = GetKeyNum(header_.data(), kOp1bHeaderSize, kAES3DescriptorKey);
     if (channels_ > 0xFF) return HeaderFault("Invalid FileType.");
     clip_.clipType = kOnePicture + channels_;
     clip_.bytesPerSample = channels_ == 0 ? kDefaultBytesPerSample : GetBytesPerSampleFromHeader(Header());
@@ -151,7 +152,7 @@ bool Op1bSalvage::CreateBuilder() {
 
 bool Op1bSalvage::GetFileParam() {
     builder_->AddPartitionInfo({0, 0});
-    Op1bScan scan(*file_.get(), file_.Allocator(), kHeaderSize, fileSize_,
+    Op1bScan scan(*file_.get(), file_.Allocator(), kOp1bHeaderSize, fileSize_,
                   {clip_.videoStd, channels_, clip_.bytesPerSample});
     for (Op1bGroup group; !cancel_;) {
         const Op1bScan::Found found = scan.Next(group);
@@ -195,20 +196,10 @@ bool Op1bSalvage::GetIndex() {
     clip_.duration = frames_ - GetRollOutFrame();
     if (clip_.duration <= clip_.origin) return Fail("Duration is 0.");  // no reader would open it
     if (channels_ > 0) {
-        clip_.audioDataSize = DurationToAudioSample(clip_.videoStd, frames_, kSamplesPerSec) * clip_.bytesPerSample;
+        clip_.audioDataSize = DurationToAudioSample(clip_.videoStd, frames_, kOp1bSamplesPerSec) * clip_.bytesPerSample;
     }
     return true;
 }
-
-namespace {
-
-int64_t Plausible(int64_t frames, const char* message, const LogPlace& place) {
-    if (frames < kTooMany) return frames;
-    Fail(message, place);
-    return 0;
-}
-
-}  // namespace
 
 // Frames of the first group in front of the first one to be shown.
 int64_t Op1bSalvage::GetOutOfRangeFrame() const {
@@ -279,8 +270,7 @@ bool Op1bSalvage::SetXMLData() {
 }
 
 bool Op1bSalvage::HasLargeThumbnail() const {
-    const uint32_t size = sideData_.thumbnail ? sideData_.thumbnail->picture.size : 0;
-    return size > kMostThumbnail && size != kFullThumbnail;
+    return sideData_.thumbnail && !HasOp1bThumbnailRoom(sideData_.thumbnail->picture.size);
 }
 
 bool Op1bSalvage::SetThumbnailData() {
@@ -292,7 +282,7 @@ bool Op1bSalvage::SetThumbnailData() {
                                    thumbnail.width, thumbnail.height, thumbnail.format) != kStatusOk) {
         return Fail("SetThumbnailData Error.");
     }
-    if (CDMSKestralinEvent group(clip_.videoStd); group.SetData(header_.data(), kHeaderSize) == kStatusOk) {
+    if (CDMSKestralinEvent group(clip_.videoStd); group.SetData(header_.data(), kOp1bHeaderSize) == kStatusOk) {
         builder_->SetThumbnailPosition(static_cast<uint32_t>(group.GetEventStartPosition()));
     }
     return true;
@@ -306,7 +296,7 @@ bool Op1bSalvage::Write() {
     if (!file_.Open(fileName_.c_str(), kOpenReadWrite)) return Fail("Open Error.");
 
     // Both pieces before the first is written: until then memory that runs out costs nothing.
-    const OwnedPiece start = PieceOf(file_.Allocator(), {{header.data, kHeaderSize}});
+    const OwnedPiece start = PieceOf(file_.Allocator(), {{header.data, kOp1bHeaderSize}});
     const OwnedPiece rest = PieceOf(file_.Allocator(), {{footer.data, builder_->GetFooterSize()},
                                                         {randomIndex.data, builder_->GetRandomIndexSize()}});
     if (!WriteWholeAt(*file_.get(), 0, start)) return Fail("Write Header Error.");

@@ -6,6 +6,7 @@
 
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/core/VideoStandard.h"
 #include "reader/StreamRead.h"
@@ -15,7 +16,6 @@ namespace kmxf {
 namespace {
 
 constexpr uint32_t kPictureSID = 1, kANCSID = 2, kFirstSoundSID = 3;
-constexpr uint32_t kANCElementSize = 512;
 constexpr uint32_t kMostFrames = 120;  // of a group
 
 constexpr uint32_t kMostHead = 25;         // of a KLV packet: key, and a length of 8 bytes
@@ -25,7 +25,6 @@ constexpr uint32_t kMostSegment = 131072;  // an index table segment has two arr
 constexpr size_t kPackKind = 13;  // in the key of a partition pack
 constexpr uint8_t kBodyPack = 3;
 
-constexpr uint32_t kSamplesPerSec = 48000;
 constexpr uint64_t kSector = 4096;  // what is lost when a byte of it cannot be read
 
 // Whether a segment has one entry for each picture, with the place at which it is.
@@ -153,7 +152,7 @@ bool Op1bScan::TakeIndex(uint32_t bodySID, Op1bGroup& group) {
 }
 
 int64_t Op1bScan::Samples(int64_t frames) const {
-    return DurationToAudioSample(sound_.videoStd, frames, kSamplesPerSec);
+    return DurationToAudioSample(sound_.videoStd, frames, kOp1bSamplesPerSec);
 }
 
 bool Op1bScan::TakePictures(Op1bGroup& group) {

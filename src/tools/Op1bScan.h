@@ -15,6 +15,7 @@ namespace kmxf {
 struct Op1bElement {
     uint64_t start = 0;             // file offset of its key
     uint64_t offset = 0, size = 0;  // of the value
+    bool headed = true;             // its key and length stand there, and say so
 };
 
 // The sound that belongs to every group of a clip.

@@ -14,6 +14,7 @@
 #include "kmxf/tools/SalvagePlan.h"
 #include "kmxf/writer/OpAtomBase.h"
 #include "tools/EssenceFrames.h"
+#include "tools/FileCopy.h"
 #include "tools/SalvageHeader.h"
 #include "tools/SalvageInput.h"
 #include "tools/SalvageOp1b.h"
@@ -109,32 +110,21 @@ Outcome MendAtom(const SalvagePlan& plan, const SalvagedFile& file, const std::s
 
 // By the library's own files, which a client may watch. The target must not exist.
 Outcome CopyFile(const std::string& from, const std::string& to) {
-    constexpr uint64_t kStep = 4 << 20;
     std::error_code error;
     if (fs::exists(fs::symlink_status(to, error))) return "cannot be copied: File exists";
     SalvageInput source(from);
-    FactoryFile out;
+    FileCopy copy;
     if (!source.IsOpened()) return "cannot be read";
-    if (!out.Open(to.c_str(), kOpenCreate)) return "cannot be copied";
-    for (uint64_t at = 0; at < source.GetSize();) {
-        const auto bytes = source.Copy(at, kStep);
-        if (bytes.empty() || source.Unreadable())
-            return std::string(kUnreadable) + " (offset " + std::to_string(source.Unreadable().value_or(at)) + ")";
-        if (!std::cmp_equal(out->Write(bytes.data(), static_cast<uint32_t>(bytes.size())), bytes.size()))
-            return "cannot be copied";
-        at += bytes.size();
-    }
-    return out.Close() ? "" : "cannot be copied";
+    if (copy.Open(to) && copy.Append(source, 0, source.GetSize()) && copy.Close()) return "";
+    return source.Unreadable() ? CannotRead(*source.Unreadable()) : "cannot be copied";
 }
 
-Outcome Mend(const SalvagePlan& plan, const SalvagedFile& file, const std::string& target,
-             const SalvageIndexer& indexer, std::string& note) {
-    const bool inPlace = IsInPlace(file, target);
+Outcome Mend(const SalvagePlan& plan, const SalvagedFile& file, const std::string& target, std::string& note) {
     const bool isClip = file.action == SalvageAction::kMend && file.content == SalvageContent::kClip;
-    if (!inPlace && !(isClip && file.moves)) {
+    if (!IsInPlace(file, target) && !(isClip && file.moves)) {
         if (Outcome outcome = CopyFile(file.path, target); !outcome.empty()) return outcome;
     }
-    if (isClip) return MendOp1bFile(plan, file, target, inPlace || !file.moves, indexer, note);
+    if (isClip) return MendOp1bFile(plan, file, target, note);
     return file.action == SalvageAction::kMend ? MendAtom(plan, file, target) : "";
 }
 
@@ -188,14 +178,12 @@ Outcome ProveLastFrame(const SalvagedFile& file, const std::string& target) {
     } else {
         return ProveSound(file, target);
     }
-    const auto bytes = source.Copy(offset, size);
-    return bytes.size() == size && HashOf(bytes) == file.lastFrameHash ? "" : kDifferent;
+    return HashOf(source, offset, size) == file.lastFrameHash ? "" : kDifferent;
 }
 
 }  // namespace
 
-SalvageResult CarryOutSalvage(const SalvagePlan& plan, const std::vector<std::string>& targets,
-                              const SalvageIndexer& indexer) {
+SalvageResult CarryOutSalvage(const SalvagePlan& plan, const std::vector<std::string>& targets) {
     SalvageResult result;
     if (targets.size() != plan.files.size()) {
         result.failure = "a target is needed for each file";
@@ -217,7 +205,7 @@ SalvageResult CarryOutSalvage(const SalvagePlan& plan, const std::vector<std::st
     for (size_t i = 0; i < plan.files.size(); ++i) {
         if (plan.files[i].action == SalvageAction::kGiveUp) continue;
         std::string note;
-        if (const Outcome outcome = Mend(plan, plan.files[i], targets[i], indexer, note); !outcome.empty())
+        if (const Outcome outcome = Mend(plan, plan.files[i], targets[i], note); !outcome.empty())
             return fail(i, outcome);
         if (!note.empty()) result.notes.push_back(plan.files[i].name + ": " + note);
         written.push_back(i);

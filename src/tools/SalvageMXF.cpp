@@ -6,7 +6,7 @@
 
 #include "collaborators/Guards.h"
 #include "collaborators/Report.h"
-#include "core/CompressionType.h"
+#include "collaborators/SEI.h"
 #include "core/Layout.h"
 #include "kmxf/collaborators/VideoFrame.h"
 #include "kmxf/core/Status.h"
@@ -14,6 +14,7 @@
 #include "kmxf/writer/OpAtomPictureCDCI.h"
 #include "kmxf/writer/OpAtomSound.h"
 #include "reader/StreamRead.h"
+#include "tools/EssenceFrames.h"
 #include "tools/NamesFooter.h"
 #include "writer/OwnPieces.h"
 
@@ -23,8 +24,6 @@ namespace {
 
 constexpr char kSourceFile[] = "SalvageMXF";
 
-constexpr uint32_t kAVCIHeaderSize = 512;
-constexpr uint32_t kSEIAreaSize = 512;  // of an AVC-Intra frame
 constexpr uint32_t kUnknown = 0xFFFFFFFF;
 
 // What is given up at the end of a file.
@@ -36,8 +35,6 @@ constexpr uint32_t kTwoChannelClips[] = {0x10002, 0x10102};
 int32_t Fail(const char* message, int32_t status, LogPlace place = "CSalvageMXF::Salvage") {
     return Failed(place, kSourceFile, message, status);
 }
-
-uint32_t HeaderInFront(uint32_t compType) { return IsAVCFamily(compType) ? kAVCIHeaderSize : 0; }
 
 // A value of 4 bytes that `get` finds, in `value`.
 template <class Value, class Get>
@@ -93,10 +90,7 @@ int32_t CSalvageMXF::SetSamplesPerSec(uint32_t samplesPerSec) {
     return CCreateMXFBase::SetSamplesPerSec(samplesPerSec);
 }
 
-int32_t CSalvageMXF::SetMaterialDuration(uint32_t duration) {
-    format_.materialDuration = duration;
-    return kStatusOk;
-}
+int32_t CSalvageMXF::SetMaterialDuration(uint32_t) { return kStatusOk; }
 
 int32_t CSalvageMXF::SetDVType(uint32_t compType) { return SetCompType(compType); }
 
@@ -175,7 +169,7 @@ const char* CSalvageMXF::Trim(Kept& kept) const {
     if (IsVideo()) {
         const int64_t frameSize = GetFrameDataSize(videoStd, settings_.compType);
         if (frameSize == 0) return "Invalid Format.";
-        const int64_t inFront = HeaderInFront(settings_.compType);
+        const int64_t inFront = SizeInFront(settings_.compType);
         kept.duration = DataSizeToDuration(std::max<int64_t>(kept.size - inFront, 0), videoStd, settings_.compType);
         kept.size = inFront + kept.duration * frameSize;
     } else {
@@ -204,7 +198,7 @@ CSalvageMXF::Frame CSalvageMXF::ReadFrame(uint32_t frame) {
     const bool dif = IsDV(settings_.compType);
     const bool paired = settings_.compType == COMP_TYPE_DV100_720P;  // two frames in a DIF unit
     const uint32_t start = paired ? frame & ~1u : frame;
-    const uint64_t offset = kOpAtomHeaderSize + HeaderInFront(settings_.compType) + uint64_t{start} * frameSize;
+    const uint64_t offset = kOpAtomHeaderSize + SizeInFront(settings_.compType) + uint64_t{start} * frameSize;
 
     PieceAllocator allocator(stream_);
     const OwnedPiece piece(allocator, !dif ? kSEIAreaSize : paired ? 2 * frameSize : frameSize);

@@ -22,7 +22,6 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint32_t kHeaderSize = kOp1bHeaderSize;
 constexpr std::chrono::milliseconds kFirstWait{1000};
 
 }  // namespace
@@ -115,12 +114,13 @@ int32_t CSalvageMXFOp1b::Salvage(ISalvageMXFNotify* notify) {
         if (run_ && !run_->IsFinished()) return kStatusWrongState;
         last = std::exchange(run_, run);
     }
-    int32_t started = 1;
+    constexpr int32_t kNotStarted = 1;  // whatever else is answered, it runs
+    int32_t started = kNotStarted;
     try {
         started = StartThread(std::move(work));
     } catch (...) {  // as one that says that it could not
     }
-    if (started != 0) {
+    if (started == kNotStarted) {
         const ScopedLock lock(lock_);
         run_ = last;
         throw jq_middle_common::ThreadException(0);
@@ -133,7 +133,7 @@ void CSalvageMXFOp1b::Cancel() {
     if (const auto run = Current()) run->cancel = true;
 }
 
-bool CSalvageMXFOp1b::IsCompletedFile() { return NamesFooter(fileName_, kHeaderSize); }
+bool CSalvageMXFOp1b::IsCompletedFile() { return NamesFooter(fileName_, kOp1bHeaderSize); }
 
 std::shared_ptr<CSalvageMXFOp1b::Run> CSalvageMXFOp1b::Current() const {
     const ScopedLock lock(lock_);

@@ -14,6 +14,7 @@
 #include "kmxf/tools/ModifyMXFHeaderData.h"
 #include "kmxf/writer/Op1bBase.h"
 #include "reader/Op1bHeader.h"
+#include "tools/FileCopy.h"
 #include "tools/Op1bBody.h"
 #include "tools/Op1bSalvage.h"
 #include "tools/SalvageSheet.h"
@@ -25,8 +26,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr uint64_t kLook = 8 << 20;      // bytes of pictures that tell their format
-constexpr uint64_t kCopyStep = 4 << 20;  // bytes
+constexpr uint64_t kLook = 8 << 20;  // bytes of pictures that tell their format
 constexpr size_t kMostPack = 1024;
 
 const char* const kOtherGroups = "reads back with other groups of frames than were found, and is not closed";
@@ -42,7 +42,7 @@ void FindFormat(SalvagedFile& file, SalvageInput& source, const SalvageHeader& h
         file.videoStd = metadata.picture->videoStd;
         file.compType = metadata.picture->compType;
     }
-    file.samplesPerSec = 48000;
+    file.samplesPerSec = kOp1bSamplesPerSec;
     file.channels = static_cast<uint32_t>(metadata.soundDescriptors.size());
     file.bytesPerSample = file.channels == 0 ? uint16_t{2} : static_cast<uint16_t>(metadata.bytesPerSample);
     // A finished layout of players has it; a header that is gone had it most likely.
@@ -74,35 +74,35 @@ bool WriteTo(FactoryFile& file, uint64_t offset, std::span<const uint8_t> bytes)
            std::cmp_equal(file->Write(bytes.data(), static_cast<uint32_t>(bytes.size())), bytes.size());
 }
 
-bool CopyTo(FactoryFile& file, uint64_t offset, SalvageInput& source, uint64_t from, uint64_t size) {
-    for (uint64_t done = 0; done < size;) {
-        const auto bytes = source.Copy(from + done, std::min(kCopyStep, size - done));
-        if (bytes.empty() || !WriteTo(file, offset + done, bytes)) return false;
-        done += bytes.size();
-    }
-    return true;
+// A new file, of the old header and the pieces of a body.
+bool CopyBody(const Op1bBody& body, const std::string& target, SalvageInput& source) {
+    FileCopy copy;
+    const auto append = [&](const Op1bPiece& piece) {
+        return piece.made.empty() ? copy.Append(source, piece.from, piece.size) : copy.Append(piece.made);
+    };
+    return copy.Open(target) && copy.Append(source, 0, kOp1bHeaderSize) && std::ranges::all_of(body.pieces, append) &&
+           copy.Close();
 }
 
-// Sets the pieces of a body one behind the other. In a copy of the file, or the file itself, those that stay are there.
-bool WriteBody(const Op1bBody& body, const std::string& target, SalvageInput& source) {
+// What is made of a body, in the file itself or a copy. Seals come last: where a run is broken off, what may be old
+// bytes yet is not taken for the sound of its place.
+bool MendBody(const Op1bBody& body, const std::string& target) {
     FactoryFile file;
-    if (!file.Open(target.c_str(), body.moves ? kOpenCreate : kOpenReadWrite)) return false;
-    if (body.moves && !CopyTo(file, 0, source, 0, kOp1bHeaderSize)) return false;
+    if (!file.Open(target.c_str(), kOpenReadWrite)) return false;
     uint64_t at = kOp1bHeaderSize;
-    std::vector<uint8_t> made;  // in front of `at`
-    const auto write = [&] {
-        const bool good = made.empty() || WriteTo(file, at - made.size(), made);
-        made.clear();
-        return good;
-    };
+    std::vector<std::pair<uint64_t, std::span<const uint8_t>>> seals;
     for (const Op1bPiece& piece : body.pieces) {
-        // What was made is written at one go where it can be: a group is never long between its old state and its new.
-        if (piece.made.empty() && !write()) return false;
-        made.insert(made.end(), piece.made.begin(), piece.made.end());
-        if (piece.made.empty() && body.moves && !CopyTo(file, at, source, piece.from, piece.size)) return false;
+        if (piece.seal) seals.emplace_back(at, piece.made);
+        const bool good = piece.seal ? WriteTo(file, at, std::vector<uint8_t>(piece.made.size()))
+                                     : piece.made.empty() || WriteTo(file, at, piece.made);
+        if (!good) return false;
         at += piece.size;
     }
-    return write() && file.Close();
+    if (seals.empty()) return file.Close();
+    FactoryStream medium;  // of the same file
+    const auto write = [&](const auto& seal) { return WriteTo(file, seal.first, seal.second); };
+    return medium.Open(target.c_str(), kOpenReadWrite) && medium->DataSync() && std::ranges::all_of(seals, write) &&
+           file.Close();
 }
 
 // A header like that of a recording that goes on, of what is left of the old one.
@@ -129,8 +129,7 @@ std::string MakeHeader(const SalvagePlan& plan, const SalvagedFile& file, const 
     const auto there = [&](const SideData& data) { return data.size > 0 && data.offset + data.size <= bytes.size(); };
     if (side.xml && there(*side.xml) && side.xml->size <= 0xFFFF)
         builder.SetXMLData(bytes.data() + side.xml->offset, static_cast<uint16_t>(side.xml->size));
-    constexpr uint32_t kMostThumbnail = 16011;
-    if (side.thumbnail && there(side.thumbnail->picture) && side.thumbnail->picture.size <= kMostThumbnail) {
+    if (side.thumbnail && there(side.thumbnail->picture) && HasOp1bThumbnailRoom(side.thumbnail->picture.size)) {
         const Thumbnail& thumbnail = *side.thumbnail;
         builder.SetThumbnailData(bytes.data() + thumbnail.picture.offset, static_cast<uint16_t>(thumbnail.picture.size),
                                  thumbnail.width, thumbnail.height, thumbnail.format);
@@ -142,8 +141,6 @@ std::string MakeHeader(const SalvagePlan& plan, const SalvagedFile& file, const 
                          WriteTo(out, 0, {header.data, builder.GetHeaderSize()}) && out.Close();
     return written ? "" : "its header cannot be written";
 }
-
-std::string CannotRead(uint64_t offset) { return "cannot be read (offset " + std::to_string(offset) + ")"; }
 
 }  // namespace
 
@@ -163,7 +160,8 @@ void ScanOp1bFile(SalvagedFile& file, SalvageInput& source, const SalvageHeader&
         Lose(file, 0, file.fileSize, "nothing can be told of it");
         return GiveUp(file, "neither its header nor its essence tells its format, which can be named");
     }
-    Op1bBody body = ReadOp1bBody(file.path, FormatOf(file), indexer);
+    file.body = std::make_shared<const Op1bBody>(ReadOp1bBody(file.path, FormatOf(file), indexer));
+    const Op1bBody& body = *file.body;
     if (!body.failure.empty()) return GiveUp(file, body.failure);
     file.framesFound = body.framesFound;
     file.framesKept = body.framesKept;
@@ -175,26 +173,16 @@ void ScanOp1bFile(SalvagedFile& file, SalvageInput& source, const SalvageHeader&
     file.lastFrameHash = HashOf(source, body.lastPicture.offset, body.lastPicture.size);
     // What cannot be read now may be another time: such a file is never written to.
     file.moves = file.moves || source.Unreadable();
-    file.rebuilt = std::move(body.rebuilt);
+    file.rebuilt = body.rebuilt;
     if (file.framesKept == 0) GiveUp(file, "it holds no whole group of frames, nor the sound of one");
 }
 
-std::string MendOp1bFile(const SalvagePlan& plan, const SalvagedFile& file, const std::string& target, bool inPlace,
-                         const SalvageIndexer& indexer, std::string& note) {
-    const Op1bBody body = ReadOp1bBody(file.path, FormatOf(file), indexer);
-    if (!body.failure.empty()) return body.failure;
-    if (body.framesKept != file.framesKept || body.keptSize != file.keptSize)
-        return "is no longer what it was when it was looked at";
+std::string MendOp1bFile(const SalvagePlan& plan, const SalvagedFile& file, const std::string& target,
+                         std::string& note) {
+    const Op1bBody& body = *file.body;
     SalvageInput source(file.path);
-    std::error_code error;
-    if (body.unreadable && inPlace) return CannotRead(*body.unreadable) + ", so it is salvaged to a copy only";
-    if ((body.moves || file.moves) && inPlace)
-        return "has groups of frames that have to move, which can be done in a copy only";
-    if (!body.moves && !inPlace) {
-        if (!fs::copy_file(file.path, target, error)) return "cannot be copied: " + error.message();
-        fs::permissions(target, fs::perms::owner_write, fs::perm_options::add, error);
-    }
-    if (!WriteBody(body, target, source))
+    if (source.GetSize() != file.fileSize) return "is no longer what it was when it was looked at";
+    if (!(file.moves ? CopyBody(body, target, source) : MendBody(body, target)))
         return source.Unreadable() ? CannotRead(*source.Unreadable()) : "its groups of frames cannot be written";
     // Behind the groups of the plan nothing is cut off before they are found again as they are in it.
     const std::atomic<bool> cancel{false};

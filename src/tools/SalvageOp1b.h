@@ -16,9 +16,9 @@ bool HasOp1bBody(SalvageInput& source);
 void ScanOp1bFile(SalvagedFile& file, SalvageInput& source, const SalvageHeader& header, const SalvageChoice& choice,
                   const SalvageIndexer& indexer);
 
-// Makes of `target`, which is the file itself or does not exist yet, what the plan says. Empty when it is done,
-// otherwise what went wrong. `note` tells what the plan could not know.
-std::string MendOp1bFile(const SalvagePlan& plan, const SalvagedFile& file, const std::string& target, bool inPlace,
-                         const SalvageIndexer& indexer, std::string& note);
+// Makes of `target` what the plan says: the file itself or a copy of it, or, where groups of frames move, a new file.
+// Empty when it is done, otherwise what went wrong. `note` tells what the plan could not know.
+std::string MendOp1bFile(const SalvagePlan& plan, const SalvagedFile& file, const std::string& target,
+                         std::string& note);
 
 }  // namespace kmxf

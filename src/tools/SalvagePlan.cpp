@@ -480,7 +480,7 @@ void ScanAtoms(SalvagePlan& plan, std::vector<Scanned>& all, const SalvageChoice
 void GiveUpUnreadable(const Scanned& each) {
     const auto offset = each.source ? each.source->Unreadable() : std::nullopt;
     if (!offset) return;
-    GiveUp(each.file, std::string(kUnreadable) + " (offset " + std::to_string(*offset) + ")");
+    GiveUp(each.file, CannotRead(*offset));
     each.file.losses.clear();
     each.file.lostSize = 0;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <utility>
 
@@ -13,6 +14,9 @@ inline constexpr const char* kParameterSets = "the parameter sets";
 
 // How a reason begins that is none of the file's content, but of its medium.
 inline constexpr const char* kUnreadable = "cannot be read";
+inline std::string CannotRead(uint64_t offset) {
+    return std::string(kUnreadable) + " (offset " + std::to_string(offset) + ")";
+}
 
 inline void GiveUp(SalvagedFile& file, std::string reason) {
     file.action = SalvageAction::kGiveUp;

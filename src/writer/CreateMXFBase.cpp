@@ -25,7 +25,6 @@ namespace {
 constexpr char kSourceFile[] = "CreateMXFBase";
 
 constexpr uint32_t kReadBackUnit = 32768;
-constexpr uint32_t kAVCIHeaderSize = 512;
 constexpr size_t kFileNameCapacity = 256;  // with its terminator
 
 }  // namespace
@@ -108,7 +107,7 @@ int32_t CCreateMXFBase::SetIdentification(const std::string& company, const std:
 }
 
 int32_t CCreateMXFBase::SetRenderingDataSize(int64_t size) {
-    settings_.renderingDataSize = size + (HasAVCIHeader() ? kAVCIHeaderSize : 0);
+    settings_.renderingDataSize = size + (HasAVCIHeader() ? kParameterSetBlock : 0);
     return kStatusOk;
 }
 
@@ -265,11 +264,11 @@ int32_t CCreateMXFBase::WriteHeader() {
         WriteBytes("CCreateMXFBase::Write", allocator, header.data, builder_->GetHeaderSize(), kHeaderPiece);
     if (status != kStatusOk) return status;
     if (HasAVCIHeader()) {
-        uint8_t parameterSets[kAVCIHeaderSize]{};
+        uint8_t parameterSets[kParameterSetBlock]{};
         GetAVCIHeader(settings_.videoStd, settings_.compType, parameterSets);
-        status = WriteBytes("CCreateMXFBase::Write", allocator, parameterSets, kAVCIHeaderSize, kHeaderPiece);
+        status = WriteBytes("CCreateMXFBase::Write", allocator, parameterSets, kParameterSetBlock, kHeaderPiece);
         if (status != kStatusOk) return status;
-        settings_.dataSize += kAVCIHeaderSize;
+        settings_.dataSize += kParameterSetBlock;
     }
     headerWritten_ = true;
     return kStatusOk;

@@ -1,5 +1,4 @@
 #include "kmxf/writer/CreateMXFOp1b.h"
-#include "core/Layout.h"
 
 #include <algorithm>
 #include <new>
@@ -8,6 +7,7 @@
 #include "collaborators/Report.h"
 #include "core/Bytes.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "kmxf/core/Convert.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/core/VideoStandard.h"
@@ -26,12 +26,11 @@ constexpr uint32_t kMostFrameBytes = 0xFFFFFC;  // what the 3 bytes of a length 
 constexpr uint32_t kMostPieceBytes = 4 << 20;
 constexpr uint32_t kMostBlockBytes = 0x7FFFFFFF;  // what a count can return
 constexpr uint8_t kNotShownFlags = 0x3B;
-constexpr uint32_t kSamplesPerSec = 48000;
 
 // What stands in for XML and thumbnail until they are set.
 constexpr uint8_t kPlaceholderXML[] = "Dummy";
 constexpr uint16_t kThumbnailWidth = 80, kThumbnailHeight = 45;
-constexpr uint8_t kPlaceholderThumbnail[10854] = {};
+constexpr uint8_t kPlaceholderThumbnail[kOp1bThumbnailSize] = {};
 
 }  // namespace
 
@@ -299,7 +298,7 @@ int32_t CCreateMXFOp1b::SetMXFParam(bool full) {
     builder_->SetFooterPartitionParam(offset_);
     if (format_.channels > 0) {
         const int64_t expected =
-            DurationToAudioSample(format_.videoStd, frames_, kSamplesPerSec) * format_.bytesPerSample;
+            DurationToAudioSample(format_.videoStd, frames_, kOp1bSamplesPerSec) * format_.bytesPerSample;
         if (expected != audioOffset_) {
             Report("CCreateMXFOp1b::SetMXFParam", kSourceFile,
                    "Audio data size differs from an expected value. Diff = %d.",

@@ -23,7 +23,6 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint32_t kANCElementSize = 512;
 constexpr uint32_t kMostANCData = 470;
 constexpr uint32_t kSamplesPerSec = 48000;
 constexpr uint32_t kTimecodeTrackID = 1;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/core/VideoStandard.h"
 #include "structures/AVCIntraPicture.h"
@@ -11,9 +12,7 @@
 
 namespace kmxf {
 
-namespace {
-constexpr uint32_t kParameterSetHeaderSize = 512;
-}
+namespace {}
 
 COpAtomPictureAVCI::COpAtomPictureAVCI(uint32_t videoStd, uint32_t compType, uint32_t clipType, uint32_t channel,
                                        uint32_t samplesPerSec, bool spanned)
@@ -30,7 +29,7 @@ int32_t COpAtomPictureAVCI::Initialize() {
     // An edit unit of its own for the first frame, which the parameter sets precede.
     const uint32_t frameSize = GetFrameDataSize(videoStd_, compType_);
     const MXFRATIONALTag editRate = GetVideoEditRate(videoStd_);
-    parts.AddIndexSegment(CIndexCommon(1, 0, 0, 0), editRate, 0, frameSize + kParameterSetHeaderSize);
+    parts.AddIndexSegment(CIndexCommon(1, 0, 0, 0), editRate, 0, frameSize + kParameterSetBlock);
     parts.AddIndexSegment(CIndexCommon(1, 0, 0, 0), editRate, 1, frameSize);
     return kStatusOk;
 }

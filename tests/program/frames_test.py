@@ -117,7 +117,8 @@ class UnwrapRange(KmxfCase):
                          self.folder / "out", f"--frames={text}")
         for text in ("0-2", "2", "5-9"):
             self.refused(INPUT, "has 2 frames; frame [0-9]+ is not among them", "unwrap", file, "-o",
-                         self.folder / "out", "--frames", text)
+                         self.folder / "new" / "out", "--frames", text)
+        self.assertFalse((self.folder / "new").exists(), "a folder that was made for nothing")
 
 
 if __name__ == "__main__":

@@ -1,10 +1,9 @@
 """kmxf info: clips, what their files agree on, and whether each is whole."""
 
 import os
-import threading
 import unittest
 
-from kmxf_case import ESSENCE, FINDINGS, INPUT, KmxfCase, files_in, samples
+from kmxf_case import ESSENCE, FINDINGS, INPUT, KmxfCase, files_in, growing, samples
 
 DV25 = ESSENCE / "dv25-5994i.dif"
 
@@ -168,19 +167,8 @@ class Growing(ClipCase):
         values = self.file_info(file, status=FINDINGS)
         self.assertEqual(("cut off at frame 1", 1, 120000), (values["verdict"], values["duration"], values["data_size"]))
 
-        stop = threading.Event()
-
-        def grow():
-            with open(file, "ab", buffering=0) as end:
-                while not stop.wait(0.01):
-                    end.write(b"more")
-        thread = threading.Thread(target=grow)
-        thread.start()
-        try:
+        with growing(file):
             self.assertEqual("growing", self.file_info(file, status=FINDINGS)["verdict"])
-        finally:
-            stop.set()
-            thread.join()
 
 
 if __name__ == "__main__":

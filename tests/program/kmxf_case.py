@@ -1,5 +1,6 @@
 """What the tests of the program share: running it, reading what it says, making essence for it."""
 
+import contextlib
 import json
 import os
 import random
@@ -7,6 +8,7 @@ import shutil
 import struct
 import subprocess
 import tempfile
+import threading
 import unittest
 import wave
 from pathlib import Path
@@ -55,6 +57,24 @@ def closed(schema):
     if "properties" in result and result.get("type") == "object":
         result["additionalProperties"] = False
     return result
+
+
+@contextlib.contextmanager
+def growing(file):
+    """Meanwhile another thread appends to the file."""
+    stop = threading.Event()
+
+    def grow():
+        with open(file, "ab", buffering=0) as end:
+            while not stop.wait(0.01):
+                end.write(b"more")
+    thread = threading.Thread(target=grow)
+    thread.start()
+    try:
+        yield
+    finally:
+        stop.set()
+        thread.join()
 
 
 VALIDATOR = jsonschema.Draft202012Validator(closed(SCHEMA))

@@ -2,10 +2,9 @@
 
 import os
 import random
-import threading
 import unittest
 
-from kmxf_case import DONE, ESSENCE, FINDINGS, INPUT, essence, samples
+from kmxf_case import DONE, ESSENCE, FINDINGS, INPUT, essence, growing, samples
 from op1b_case import GROUP, HEADER, Op1bCase, long_gop, partitions, samples_before
 from op1b_file import RANDOM_INDEX
 
@@ -202,20 +201,9 @@ class NotWhole(Op1bCase):
         content = bytearray(self.clip[:self.group_ends()[0][0] + 5000])
         content[44:52] = bytes(8)
         file = self.bad(content)
-        stop = threading.Event()
-
-        def grow():
-            with open(file, "ab", buffering=0) as end:
-                while not stop.wait(0.01):
-                    end.write(b"more")
-        thread = threading.Thread(target=grow)
-        thread.start()
-        try:
+        with growing(file):
             self.assertEqual(("growing", 60), tuple(self.file_info(file, status=FINDINGS)[key] for key in
                                                     ("verdict", "duration")))
-        finally:
-            stop.set()
-            thread.join()
 
     def test_random_bytes_anywhere(self):
         packs = [at for at, _ in partitions(self.clip)]

@@ -167,11 +167,11 @@ TEST(SalvageDamage, AGroupThatCannotBeToldApartIsLostAlone) {
             ASSERT_EQ(plan.duration, kClipFrames - kClipGroupFrames);
             EXPECT_EQ(plan.files[0].lostSize, begin(lost + 1) - begin(lost));
             EXPECT_TRUE(plan.files[0].moves);
-            EXPECT_EQ(CarryOutSalvage(plan, {path}, PlainEntries).failure,
+            EXPECT_EQ(CarryOutSalvage(plan, {path}).failure,
                       path + ": has groups of frames that have to move, which can be done in a copy only");
             EXPECT_EQ(Clip::Get(path), damaged);
             const std::string copy = copies.Path("copy.mxf");
-            const SalvageResult result = CarryOutSalvage(plan, {copy}, PlainEntries);
+            const SalvageResult result = CarryOutSalvage(plan, {copy});
             EXPECT_EQ(result.failure, "");
             EXPECT_EQ(Lines(result.findings), std::vector<std::string>());
             const Bytes salvaged = Clip::Get(copy);
@@ -223,7 +223,7 @@ TEST(SalvageDamage, APathThatNoReaderTakesIsRefusedBeforeAnythingIsWritten) {
     const SalvagePlan plan = ScanForSalvage({path}, {}, PlainEntries);
     const std::string target = clip.Path(std::string(256 - clip.Path("").size(), 'x'));
     ASSERT_EQ(target.size(), 256u);
-    EXPECT_EQ(CarryOutSalvage(plan, {target}, PlainEntries).failure, path + ": its path is too long for a reader");
+    EXPECT_EQ(CarryOutSalvage(plan, {target}).failure, path + ": its path is too long for a reader");
     EXPECT_FALSE(std::filesystem::exists(target));
 }
 

@@ -92,7 +92,7 @@ inline std::vector<WalkedPacket> Elements(const Bytes& file, std::string_view na
 inline Bytes Salvaged(const SalvagePlan& plan) {
     ExpectBalanced(plan);
     const std::string& path = plan.files.at(0).path;
-    const SalvageResult result = CarryOutSalvage(plan, {path}, PlainEntries);
+    const SalvageResult result = CarryOutSalvage(plan, {path});
     EXPECT_EQ(result.failure, "");
     EXPECT_EQ(Lines(result.findings), std::vector<std::string>());
     Bytes salvaged = Clip::Get(path);

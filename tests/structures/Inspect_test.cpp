@@ -515,7 +515,7 @@ TEST(Inspect, LongGOPClipIsWalkedForUnderAPercentOfItsBytes) {
     EXPECT_EQ(packets, expected + 1);
     EXPECT_LT(source.read, kSize / 100);
     // A read for each picture and for the ancillary data of each, and a few for all the rest of a group.
-    EXPECT_LT(source.reads, kGroups * (2 * kFrames + 40));
+    EXPECT_LT(source.reads, kGroups * (2 * kFrames + 50));
 }
 
 TEST(Inspect, CutEssenceOfKnownSizeIsNotReadThrough) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -90,8 +91,7 @@ struct AtomFile {
     }
 };
 
-inline Bytes Record(const AtomFile& atom) {
-    const FixedEnvironment environment;
+inline Bytes Record(const AtomFile& atom, std::span<const uint8_t> essence) {
     CMemoryFileIO stream;
     Feeder feeder;
     const auto record = [&](CCreateMXFBase& writer) {
@@ -106,7 +106,7 @@ inline Bytes Record(const AtomFile& atom) {
         writer.SetStartTimecode(107892, true);
         if (atom.with) atom.with(writer);
         EXPECT_EQ(writer.Open(&stream, true), kStatusOk);
-        feeder.Write(writer, Bytes(atom.EssenceSize(), 0x55), {400000});
+        feeder.Write(writer, essence, {400000});
         if (atom.close) {
             EXPECT_EQ(writer.Close(), kStatusOk);
         }
@@ -122,6 +122,10 @@ inline Bytes Record(const AtomFile& atom) {
         record(writer);
     }
     return stream.GetContents();
+}
+inline Bytes Record(const AtomFile& atom) {
+    const FixedEnvironment environment;
+    return Record(atom, Bytes(atom.EssenceSize(), 0x55));
 }
 
 inline Bytes Record(const Op1bClip& clip, const std::function<void(CCreateMXFOp1b&)>& with = {}, bool close = true) {

@@ -150,6 +150,22 @@ TEST_F(Op1bScanTest, PackThatNamesAnotherPlaceBeginsNoGroup) {
     EXPECT_EQ(broken.size(), 3u);
 }
 
+TEST_F(Op1bScanTest, NumbersOfAnIndexThatNoClipHasCostItsGroup) {
+    const Bytes whole = file;
+    for (const std::string_view item : {"3F 0C 00 08", "3F 0D 00 08"}) {  // start and duration
+        for (const std::string_view number :
+             {"7F FF FF FF FF FF FF FF", "80 00 00 00 00 00 00 00", "FF FF FF FF FF FF FF FF"}) {
+            for (size_t segment = 0, at = starts[1]; segment < 3; ++segment) {
+                at = Find(item, at) + 4;
+                ASSERT_LT(at, starts[2]);
+                file = whole;
+                Damage(at, Hex(number));
+                EXPECT_EQ(WholeGroups(), Without(1)) << segment << " " << item << " " << number;
+            }
+        }
+    }
+}
+
 TEST_F(Op1bScanTest, GroupOfTooManyFramesIsPassedOver) {
     const Bytes element = Hex(std::string(kPictureKey) + "83 00 00 00");
     for (size_t i = 0; i < 121; ++i) Damage(starts[1] + kPackSize + 20 * i, element);

@@ -63,34 +63,7 @@ public:
     // A recording that was cut off, unless it is closed.
     std::string Add(const std::string& name, AtomFile atom, const Bytes& essence, bool close = false) {
         atom.close = close;
-        CMemoryFileIO stream;
-        Feeder feeder;
-        const auto record = [&](CCreateMXFBase& writer) {
-            writer.SetFilename("clip.mxf");
-            writer.SetVideoStandard(atom.videoStd);
-            writer.SetClipType(atom.clipType);
-            writer.SetChannel(atom.channel);
-            writer.SetSamplesPerSec(atom.samplesPerSec);
-            writer.SetUMID(TestUmid(static_cast<uint8_t>(atom.IsSound() ? 2 + atom.channel : 1)));
-            writer.SetShotUMID(TestUmid(0xC1));
-            writer.SetPackageName("A001C007");
-            writer.SetStartTimecode(107892, true);
-            EXPECT_EQ(writer.Open(&stream, true), kStatusOk);
-            feeder.Write(writer, essence, {400000});
-            if (close) {
-                EXPECT_EQ(writer.Close(), kStatusOk);
-            }
-        };
-        if (atom.IsSound()) {
-            CCreateMXFAudio writer;
-            writer.SetBytesPerSample(atom.bytesPerSample);
-            record(writer);
-        } else {
-            CCreateMXFVideo writer;
-            writer.SetDVType(atom.compType);
-            record(writer);
-        }
-        return Put(name, stream.GetContents());
+        return Put(name, Record(atom, essence));
     }
     std::string Put(const std::string& name, const Bytes& content) {
         const std::string path = (folder_.Path() / name).string();

@@ -325,7 +325,7 @@ TEST(SalvagePlan, AnOp1bClipIsSalvagedWhereverItIsCut) {
             EXPECT_GE(plan.duration, best) << "more of a file never gives fewer frames";
             best = std::max(best, plan.duration);
             if (plan.IsHopeless()) continue;
-            const SalvageResult result = CarryOutSalvage(plan, {path}, PlainEntries);
+            const SalvageResult result = CarryOutSalvage(plan, {path});
             EXPECT_EQ(result.failure, "");
             EXPECT_EQ(Lines(result.findings), std::vector<std::string>());
             EXPECT_TRUE(ScanForSalvage({path}).IsComplete());

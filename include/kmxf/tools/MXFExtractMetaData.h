@@ -42,7 +42,7 @@ public:
     // failure of the first file that fails, with everything forgotten and a message logged: always kStatusIoError for
     // the video file; for a sound file kStatusIoError (it cannot be opened or ends too early), kStatusFailure (a value
     // is missing), kStatusInvalidArgument (no partition pack, or a value too long), kStatusNoMemory (no primer). No
-    // memory for either is kStatusNoMemory.
+    // memory is kStatusNoMemory for a sound file, and either of the two for the video file.
     //
     // A file may have no descriptive metadata; all of its texts are then "". A video file of DV without a whole DIF
     // unit fails.

@@ -51,7 +51,7 @@ public:
     int32_t SetBytesPerSample(uint16_t bytes);
     // 48000 or 96000; any other value stores 48000.
     int32_t SetSamplesPerSec(uint32_t samplesPerSec);
-    // Frames; kept, without effect on the file, whose duration is that of the essence.
+    // Without effect on the file, whose duration is that of the essence.
     int32_t SetMaterialDuration(uint32_t duration);
     // A code of VideoStandard.h; both are the same, and unlike the video writer's leave the wide flag alone.
     int32_t SetDVType(uint32_t compType);
@@ -114,7 +114,6 @@ private:
         uint32_t fileType = kFileTypeUnknown;
         bool wide = false;
         uint16_t bytesPerSample = 2;
-        uint32_t materialDuration = 0;
     };
 
     // What a frame says of itself.

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -58,6 +59,8 @@ struct SalvageLoss {
     bool operator==(const SalvageLoss&) const = default;
 };
 
+struct Op1bBody;
+
 // What becomes of a file. Its bytes are `rebuiltSize`, `keptSize` and `lostSize` together.
 struct SalvagedFile {
     std::string path;
@@ -88,10 +91,9 @@ struct SalvagedFile {
     std::vector<std::string> rebuilt;  // what is made anew, in words
     bool moves = false;                // some of what is kept comes to lie elsewhere: not to be done in place
 
-    MXFUMIDTag umid;             // of the file package
-    uint64_t lastFrameHash = 0;  // of the last frame kept
-
-    bool operator==(const SalvagedFile&) const = default;
+    MXFUMIDTag umid;                         // of the file package
+    uint64_t lastFrameHash = 0;              // of the last frame kept
+    std::shared_ptr<const Op1bBody> body{};  // of an OP-1b file, as it was found and as it is to be
 };
 
 // What is to be done for a clip.
@@ -151,7 +153,6 @@ struct SalvageResult {
 // written as a copy, files that are left alone too; it must not exist. Files that are given up have none, and their
 // names are not looked at. Nothing is written when a name is too long for a reader (255 bytes), or when a file that is
 // to be mended in place has to be moved within. Afterwards all files are checked and their last frames read.
-KMXF_API SalvageResult CarryOutSalvage(const SalvagePlan& plan, const std::vector<std::string>& targets,
-                                       const SalvageIndexer& indexer = {});
+KMXF_API SalvageResult CarryOutSalvage(const SalvagePlan& plan, const std::vector<std::string>& targets);
 
 }  // namespace kmxf
