@@ -18,7 +18,7 @@ public:
     FileCopy() = default;
     FileCopy(const FileCopy&) = delete;
     FileCopy& operator=(const FileCopy&) = delete;
-    ~FileCopy() { stream_.Close(); }  // which has the pieces until then
+    ~FileCopy() override { stream_.Close(); }  // which has the pieces until then
 
     bool Open(const std::string& path);
     // Bytes of `source`, behind those that are there. False when they cannot be read, which the source remembers, or

@@ -162,15 +162,15 @@ void Op1bGroupBuilder::PutANC(const Op1bContent& group, uint32_t frames) {
     };
     Put(part(0, packSize));
     for (uint32_t i = 0; i < frames; ++i) {
-        const uint64_t element = group.ancAt + i * kANCElementSize;
+        const uint64_t element = group.ancAt + uint64_t{i} * kANCElementSize;
         cursor_ = element;
         if (element + kANCElementSize <= source_.GetSize() && IsANCElement(source_.Copy(element, kANCHeadSize))) {
             PutFrom(element, kANCElementSize);
         } else {
-            Put(part(packSize + i * kANCElementSize, kANCElementSize));
+            Put(part(packSize + uint64_t{i} * kANCElementSize, kANCElementSize));
         }
     }
-    const uint64_t index = packSize + frames * kANCElementSize;
+    const uint64_t index = packSize + uint64_t{frames} * kANCElementSize;
     Put(part(index, size - index));
 }
 
