@@ -96,10 +96,11 @@ ExitStatus Check(const Options& o) try {
     nlohmann::ordered_json files = nlohmann::ordered_json::array(), list = files;
     bool clean = true;
     for (const Paths& paths : clips) {
-        for (const std::string& path : paths) files.push_back(path);
+        std::vector<bool> isMXF(paths.size(), true);
         for (const CheckFinding& finding : CheckFiles(paths, o.only)) {
             const std::string& path = paths[finding.file];
             if (finding.rule == kCheckRuleNoMXF) {
+                isMXF[finding.file] = false;
                 Say(path + ": is not an MXF file (offset 0)");
                 status = ExitStatus::kInput;
                 continue;
@@ -111,6 +112,8 @@ ExitStatus Check(const Options& o) try {
                 Print(path, finding);
             }
         }
+        for (size_t i = 0; i < paths.size(); ++i)
+            if (isMXF[i]) files.push_back(paths[i]);
     }
     if (o.json) {
         const nlohmann::ordered_json out{{"schema", "kmxf/1"}, {"files", files}, {"findings", list}};

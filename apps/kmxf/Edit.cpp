@@ -19,6 +19,7 @@
 #include "kmxf/core/KLV.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/tools/ModifyMXFHeaderData.h"
+#include "kmxf/tools/SalvagePlan.h"
 
 namespace kmxf::program {
 
@@ -147,7 +148,17 @@ std::vector<Undoable> UndoFilesOf(std::vector<std::string> paths, bool only) {
 Clip OneClip(const Options& o) {
     auto [clips, status] = FindClips({o.file}, o.only);
     if (clips.size() != 1) Fail(ExitStatus::kUsage, o.file, "holds several clips; name a file of the one to edit");
-    for (const FileInfo& file : clips.front().files) {
+    if (status != ExitStatus::kDone)
+        Fail(status, o.file,
+             "holds a file that may be of the clip and cannot be edited with it; --only edits one file");
+    const auto& files = clips.front().files;
+    for (const std::string& path : o.only ? std::vector<std::string>() : FindSalvageFiles(files.front().path)) {
+        const fs::path name = fs::path(path).filename();
+        const auto isIt = [&](const FileInfo& file) { return fs::path(file.path).filename() == name; };
+        if (std::ranges::none_of(files, isIt))
+            Fail(ExitStatus::kInput, path, "may be of the clip and cannot be edited with it; --only edits one file");
+    }
+    for (const FileInfo& file : files) {
         if (file.verdict.kind != Verdict::Kind::kClosed) {
             Fail(ExitStatus::kInput, file.path, "is " + file.verdict.Text() + "; only closed files are edited");
         }
@@ -305,6 +316,17 @@ ExitStatus Undo(const Options& o) {
     std::error_code error;
     if (fs::is_directory(o.file, error) && UndoFilesOf({paths.front()}, false).size() != found.size()) {
         Fail(ExitStatus::kUsage, o.file, "holds several edited clips; name a file of the one to put back");
+    }
+    const bool areBack = std::ranges::all_of(
+        found, [](const Undoable& each) { return Fingerprint(ReadHeaderBytes(each.path).bytes) == each.undo.before; });
+    for (const auto& [path, undo] : found) {
+        for (const std::string& name : undo.clip) {
+            const auto isIt = [&](const Undoable& each) { return fs::path(each.path).filename() == name; };
+            // An undo may have been broken off when only undo files were left to be removed.
+            if (o.only || areBack || std::ranges::any_of(found, isIt)) continue;
+            Fail(ExitStatus::kInput, path,
+                 "was edited together with " + name + ", which has no undo file any more; --only puts back one file");
+        }
     }
     std::vector<HeaderEdit> edits;
     for (const auto& [path, undo] : found) {

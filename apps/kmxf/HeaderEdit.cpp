@@ -119,7 +119,12 @@ HeaderEdit EditCopy(const HeaderBytes& now, const std::function<void(const char*
 }
 
 void ApplyAll(const std::vector<HeaderEdit>& edits, const std::function<void(const HeaderEdit&)>& prove) {
-    for (const HeaderEdit& edit : edits) RequireUnchanged(edit.now);
+    for (const HeaderEdit& edit : edits) {
+        RequireUnchanged(edit.now);
+        // All of them or none: what can be known to fail fails before the first.
+        if (::access(edit.now.path.c_str(), W_OK) != 0)
+            Fail(ExitStatus::kOutput, edit.now.path, "cannot be written: " + ErrorText(errno));
+    }
     auto edit = edits.begin();
     try {
         for (; edit != edits.end(); ++edit) {

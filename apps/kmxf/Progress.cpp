@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -47,7 +48,8 @@ void Progress::Show(Clock::time_point now) {
         std::fprintf(stderr, ", %llu frames", static_cast<unsigned long long>(frames));
     std::fprintf(stderr, ", %.1f MB/s", rate / 1e6);
     if (total_ != 0) {
-        std::fprintf(stderr, ", %llu %%", static_cast<unsigned long long>(done_ * 100 / total_));
+        std::fprintf(stderr, ", %llu %%",
+                     static_cast<unsigned long long>(std::min<uint64_t>(done_ * 100 / total_, 100)));
         if (rate > 0 && done_ <= total_)
             std::fprintf(stderr, ", %.0f s left ", static_cast<double>(total_ - done_) / rate);
     }

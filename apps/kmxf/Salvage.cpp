@@ -330,9 +330,13 @@ std::vector<std::vector<std::string>> FindClipsOf(const Options& o) {
     for (const std::string& path : o.files) {
         std::error_code error;
         const bool folder = fs::is_directory(path, error);
-        if (!fs::exists(path, error)) Fail(ExitStatus::kInput, path, "cannot be opened: no such file");
+        const bool there = fs::exists(path, error);
+        if (!there) Fail(ExitStatus::kInput, path, "cannot be opened: " + (error ? error.message() : "no such file"));
+        if (!folder && !fs::is_regular_file(path, error)) Fail(ExitStatus::kInput, path, "is not a file");
         std::vector<std::vector<std::string>> found{{path}};
         if (folder) {
+            if (const fs::directory_iterator look(path, error); error)
+                Fail(ExitStatus::kInput, path, "cannot be opened: " + error.message());
             found = GroupSalvageFiles(ListSalvageFiles(path));
             if (found.empty()) Fail(ExitStatus::kInput, path, "holds no MXF files");
         } else if (!o.only) {
@@ -377,7 +381,15 @@ ExitStatus SalvageClips(const Options& o) {
             continue;
         }
         stoppable = !o.inPlace;
-        if (!plan.IsComplete() && !plan.IsHopeless() && !o.dryRun) Carry(clip, o, taken, progress);
+        try {
+            if (!plan.IsComplete() && !plan.IsHopeless() && !o.dryRun) Carry(clip, o, taken, progress);
+        } catch (const Failure& failure) {  // the other clips can still be salvaged
+            progress.reset();
+            if (failure.Status() == ExitStatus::kInterrupted) throw;
+            Say(failure.what());
+            status = failure.Status();
+            continue;
+        }
         if (const auto strange = NotRecognised(plan)) {
             Say(strange->path + ": " + strange->reason + " (offset 0)");
             status = ExitStatus::kInput;

@@ -81,6 +81,9 @@ ExitStatus RunProgram(int argc, char** argv) {
     } catch (const Failure& failure) {
         std::fprintf(stderr, "kmxf: %s\n", failure.what());
         status = failure.Status();
+    } catch (const std::filesystem::filesystem_error& error) {
+        std::fprintf(stderr, "kmxf: %s: cannot be opened: %s\n", error.path1().c_str(), error.code().message().c_str());
+        status = ExitStatus::kInput;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "kmxf: internal fault: %s\n", error.what());
         status = ExitStatus::kInternal;

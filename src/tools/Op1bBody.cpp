@@ -27,7 +27,7 @@ constexpr uint64_t kMostPicture = 0xFFFFFF;  // the writers' length of 3 bytes t
 constexpr int64_t kMostAhead = 4;            // groups that are asked for their number
 constexpr uint32_t kMostSegment = 131072;
 constexpr uint32_t kPictureSID = 1, kFirstSoundSID = 3;
-constexpr uint32_t kPictureIndexSID = 101, kFirstSoundIndexSID = 103;
+constexpr uint32_t kPictureIndexSID = 101, kANCIndexSID = 102, kFirstSoundIndexSID = 103;
 constexpr size_t kPackKind = 13;  // in the key of a partition pack
 constexpr uint8_t kBodyPack = 3, kFooterPack = 4;
 constexpr uint8_t kRandomAccess = 0x80;  // of a picture's flags
@@ -185,6 +185,7 @@ private:
 
     std::optional<Resolved> Resolve(uint64_t start, uint64_t limit, bool last);
     std::optional<Resolved> ByIndex(uint64_t start, uint64_t limit);
+    std::optional<Walked> ByANC(uint64_t first, uint64_t limit);
     void Place(Resolved& resolved) const;
     void NoteEntries(const std::vector<MXFINDEXENTRYTag>& entries);
     void NoteBefore(const Op1bContent& content);
@@ -461,6 +462,25 @@ std::optional<BodyReader::Resolved> BodyReader::ByIndex(uint64_t start, uint64_t
     return resolved;
 }
 
+// By the index of its ANC elements, which are all of one size: that tells how many frames there are and where the
+// pictures end.
+std::optional<Walked> BodyReader::ByANC(uint64_t first, uint64_t limit) {
+    std::optional<CIndexCommon> segment;
+    const uint64_t place = FindKey(source_, first, limit, [&](uint64_t at) {
+        const auto pack = PackAt(source_, at);
+        if (!pack || pack->GetIndexSID() != kANCIndexSID) return false;
+        segment = SegmentBehind(source_, at, *pack);
+        return true;
+    });
+    if (!segment || segment->GetDuration() <= 0 || segment->GetDuration() > GroupFrames()) return std::nullopt;
+    const auto frames = static_cast<uint32_t>(segment->GetDuration());
+    const uint64_t behind = SizesOf(format_, frames, 0).pictureIndex + PackSize() + uint64_t{frames} * kANCElementSize;
+    if (place < first + behind) return std::nullopt;
+    Walked walked = Walk(source_, first, place - behind, true, frames);
+    const bool whole = walked.end == place - behind && Divide(walked, frames);
+    return whole ? std::optional(std::move(walked)) : std::nullopt;
+}
+
 // Sets the places behind the pictures.
 void BodyReader::Place(Resolved& resolved) const {
     const auto frames = static_cast<uint32_t>(resolved.content.pictures.size());
@@ -491,6 +511,9 @@ std::optional<BodyReader::Resolved> BodyReader::Resolve(uint64_t start, uint64_t
         Walked walked = Walk(source_, first, resolved->picturesEnd, true, frames);
         const bool whole = walked.end == resolved->picturesEnd && (last || Divide(walked, frames));
         resolved = whole ? std::optional(told(std::move(walked))) : std::nullopt;
+    }
+    if (!resolved) {
+        if (auto walked = ByANC(first, limit)) resolved = told(std::move(*walked));
     }
     if (!resolved && !last) {
         const uint64_t behind = SizesOf(format_, frames, SoundBytes(frames)).All(format_.channels);

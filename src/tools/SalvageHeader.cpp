@@ -122,6 +122,7 @@ void ReadIdentity(SalvageHeader& header) {
         header.version = found.front()->Text("VersionString");
         header.productUID = found.front()->Key("ProductUID").value_or(MXFKEYTag());
     }
+    if (!header.IsPicture() && !header.IsSound()) header.channel.reset();  // of which kind it is is not told
     if (metadata.pictureDescriptor != nullptr) {
         header.wide = metadata.pictureDescriptor->Rational("AspectRatio") == MXFRATIONALTag{16, 9};
     }

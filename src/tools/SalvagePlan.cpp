@@ -41,6 +41,7 @@ struct Scanned {
     SalvageHeader header;
     EssenceFormat format{};
     uint64_t essenceEnd = 0;
+    bool isWhole = false;  // OP-Atom: closed, and nothing of its structure is damaged
 
     uint64_t Available() const { return essenceEnd > kEssenceOffset ? essenceEnd - kEssenceOffset : 0; }
     bool IsGivenUp() const { return file.action == SalvageAction::kGiveUp; }
@@ -330,6 +331,33 @@ void TakeIdentity(SalvagePlan& plan, const SalvageHeader& known) {
     plan.metadata = known.descriptive;
 }
 
+void Complete(SalvagePlan& plan, const SalvageHeader& other) {
+    if (plan.packageName.empty()) plan.packageName = other.packageName;
+    if (plan.startTimecode == 0) {
+        plan.startTimecode = other.startTimecode;
+        plan.startDrop = plan.startDrop || other.startDrop;
+    }
+    if (plan.creationDate.year == 0) plan.creationDate = other.creationDate;
+    if (plan.company.empty()) {
+        plan.company = other.company;
+        plan.product = other.product;
+        plan.version = other.version;
+        plan.productUID = other.productUID;
+    }
+}
+
+// A closed OP-Atom file in which packet follows packet.
+bool HoldsTogether(const Scanned& scanned) try {
+    SalvageInput& input = *scanned.source;
+    if (ReadClipFileAtOnce(input, scanned.file.path).verdict.kind != ClipVerdict::Kind::kClosed) return false;
+    CInspector inspector(input);
+    while (const auto packet = inspector.Next())
+        if (packet->kind == PacketKind::kDamage || !packet->whole) return false;
+    return true;
+} catch (const ClipError&) {
+    return false;
+}
+
 // Of a clip whose footer is there: nothing when what the footer and the random index tell is not there or cut.
 std::optional<int64_t> FramesOfClosedClip(Scanned& scanned) try {
     SalvageInput& input = *scanned.source;
@@ -363,24 +391,32 @@ void ScanClip(Scanned& scanned, const SalvageChoice& choice, const SalvageIndexe
 void Identify(SalvagePlan& plan, const std::vector<Scanned>& all) {
     const Scanned* final = nullptr;
     const Scanned* header = nullptr;
-    uint32_t pictures = 0, sounds = 0, lastSound = 0;
+    uint32_t pictures = 0, sounds = 0, lastSound = 0, announced = 0;
     for (const Scanned& each : all) {
         if (each.IsGivenUp()) continue;
         if (each.file.content == SalvageContent::kPicture) ++pictures;
         if (each.file.content == SalvageContent::kSound) ++sounds;
         if (each.file.content == SalvageContent::kSound) lastSound = std::max(lastSound, each.file.channel + 1);
-        if (header == nullptr && each.header.clipType != 0) header = &each;
+        const uint32_t type = each.header.clipType;  // of a damaged header, with fewer tracks
+        announced = std::max(announced & 0xFF00, type & 0xFF00) | std::max(announced & 0xFF, type & 0xFF);
+        if (header == nullptr && type != 0) header = &each;
         if (final == nullptr && each.header.IsFinal()) final = &each;
     }
     // A recording that was cut off early may not have begun all files that it announced.
     const bool complete = pictures > 0 && lastSound == sounds;
     const bool asFound = header == nullptr || (final == nullptr && complete);
-    plan.clipType = asFound ? pictures << 8 | sounds : header->header.clipType;
+    plan.clipType = asFound ? pictures << 8 | sounds : announced;
     plan.packageName = NameOf(all.front().file.path).clip;
     if (all.front().file.content != SalvageContent::kSound && !all.front().file.path.empty())
         plan.packageName = StemOf(all.front().file.path);
     if (header != nullptr) plan.creationDate = header->header.creationDate;
-    if (final != nullptr) return TakeIdentity(plan, final->header);
+    if (final != nullptr) {
+        TakeIdentity(plan, final->header);
+        // What a damaged header no longer tells, another does.
+        for (const Scanned& each : all)
+            if (!each.IsGivenUp() && each.header.materialUMID == plan.materialUMID) Complete(plan, each.header);
+        return;
+    }
     plan.newMaterialUMID = true;
     plan.materialUMID = NewUMID();
     for (const Scanned& each : all) {
@@ -418,8 +454,8 @@ std::string WriterOf(const std::string& path) {
 int Order(const SalvagedFile& file) { return file.content == SalvageContent::kSound ? 1 : 0; }
 
 void ScanAtoms(SalvagePlan& plan, std::vector<Scanned>& all, const SalvageChoice& choice) {
-    const auto closed = [](const Scanned& each) { return each.IsClosed(); };
-    if (std::ranges::all_of(all, closed)) {
+    for (Scanned& each : all) each.isWhole = each.IsClosed() && HoldsTogether(each);
+    if (std::ranges::all_of(all, &Scanned::isWhole)) {
         for (Scanned& each : all) each.file.action = SalvageAction::kLeave;
     }
     int64_t pictures = -1, sounds = 0;
@@ -449,7 +485,7 @@ void ScanAtoms(SalvagePlan& plan, std::vector<Scanned>& all, const SalvageChoice
         // only copy.
         const bool fits = file.content != SalvageContent::kSound || length == plan.duration || plan.duration == 0 ||
                           choice.keepComplete;
-        if (file.action == SalvageAction::kLeave || (closed(each) && fits)) {
+        if (file.action == SalvageAction::kLeave || (each.isWhole && fits)) {
             file.action = SalvageAction::kLeave;
             file.reason = "it is complete";
             file.framesKept = length;
@@ -546,10 +582,10 @@ std::vector<std::vector<std::string>> GroupSalvageFiles(const std::vector<std::s
         SalvageInput input(path);
         const SalvageHeader header = ReadSalvageHeader(input);
         const bool isClip = IsClip(header, input);
-        // "TAKE01" is sound of "TAKE", unless it holds pictures.
+        // "TAKE01" is sound of "TAKE", unless it holds pictures. A damaged header may tell neither.
         const bool picture =
-            isClip ||
-            (header.found ? header.IsPicture() : FindEssenceFormat(input.Copy(kEssenceOffset, kMostUnit)).has_value());
+            isClip || header.IsPicture() ||
+            (!header.IsSound() && FindEssenceFormat(input.Copy(kEssenceOffset, kMostUnit)).has_value());
         const MemberName name = NameOf(path);
         const auto channel = header.channel || picture ? header.channel : name.channel;
         Group own{picture ? StemOf(path) : name.clip,   WriterOf(path), header.materialUMID, isClip, {path},

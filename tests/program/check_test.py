@@ -111,6 +111,11 @@ class Refused(CheckCase):
         self.refused(INPUT, "text.mxf: is not an MXF file", "check", path)
         self.refused(INPUT, r"empty.mxf: is not an MXF file .offset 0.$", "check", self.file("empty.mxf", b""))
 
+    def test_what_is_no_mxf_file_is_not_among_the_files_that_were_checked(self):
+        for content in (b"", b"no MXF at all, but long enough to be looked at"):
+            document = self.json("check", self.file("x.mxf", content), status=INPUT, says="x.mxf: is not an MXF file")
+            self.assertEqual(([], []), (document["files"], document["findings"]))
+
     def test_what_is_no_mxf_file_costs_the_findings_of_no_other(self):
         path = self.wrap("--video", DV25)
         path.write_bytes(bytes(11) + path.read_bytes())

@@ -64,6 +64,11 @@ class Usage(KmxfCase):
             with self.subTest(arguments):
                 self.refused(USAGE, ".", *arguments)
 
+    def test_a_name_without_letters_is_no_file(self):
+        for command in ("info", "check", "salvage"):
+            with self.subTest(command):
+                self.refused(INPUT, r"\Akmxf: (?!.*internal fault)", command, "")
+
     def test_every_failure_is_one_line_with_the_file(self):
         nowhere = self.folder / "nowhere"
         for arguments in (["info", nowhere], ["frames", nowhere], ["unwrap", nowhere, "-o", self.folder / "x"],
@@ -91,6 +96,27 @@ class Output(KmxfCase):
         result = self.run_kmxf("unwrap", file, "-o", "-", "--progress")
         self.assertSameBytes(essence(DV25.name), result.stdout)
         self.assertRegex(result.stderr, r"\rstandard output: 0.2 MB, 2 frames, [0-9.]+ MB/s, 100 %")
+
+    def test_progress_ends_at_100_percent(self):
+        clips = []
+        for options in (["--video", DV25, "--audio", self.wav("short.wav", [samples(5)] * 4)],
+                        ["--video", DV25, "--audio", self.wav("long.wav", [samples(3204)] * 8)],
+                        ["--pattern", "op-1b", "--video", ESSENCE / "longg25-1080-5994i.264",
+                         "--audio", ESSENCE / "tone-24bit-stereo.wav"]):
+            clips.append(self.folder / f"clip{len(clips)}")
+            self.assertUpTo100Percent("wrap", *options, "-o", clips[-1], "--name", "CLIP")
+            self.assertUpTo100Percent("unwrap", clips[-1] / "CLIP.mxf", "-o", self.folder / f"out{len(clips)}")
+        for clip in clips:
+            file = clip / "CLIP.mxf"
+            file.write_bytes(file.read_bytes()[:-1000])
+            for sound in clip.glob("CLIP0?.mxf"):
+                sound.write_bytes(sound.read_bytes()[:32768 + 3200])  # silence is added
+            self.assertUpTo100Percent("salvage", clip)
+
+    def assertUpTo100Percent(self, *arguments):
+        shown = [int(number) for number in re.findall("([0-9]+) %", self.run_kmxf(*arguments, "--progress").stderr)]
+        self.assertTrue(shown, arguments)
+        self.assertLessEqual(max(shown), 100, arguments)
 
     def test_statistics(self):
         numbers = (r"\Aread ([0-9 ]+) bytes in ([0-9]+) reads, wrote ([0-9 ]+) bytes in ([0-9]+) writes, "

@@ -51,6 +51,10 @@ class EditCase(KmxfCase):
         self.refused(status, says, "edit", path, *arguments, **how)
         self.assertEqual(before, self.contents(folder))
 
+    def write_zeros(self, path, offset, size):
+        content = path.read_bytes()
+        path.write_bytes(content[:offset] + bytes(size) + content[offset + size:])
+
     def write_changes(self, path, changes, key="new"):
         path.write_bytes(with_changes(path.read_bytes(), changes, key))
 
@@ -227,6 +231,22 @@ class Refusals(EditCase):
         sound.write_bytes(sound.read_bytes()[:-1000])
         self.edit_refused(INPUT, "CLIP01.mxf: is cut off at frame", video, "--shot-umid", UMID)
 
+    def test_a_damaged_header_in_the_folder_keeps_all_of_its_files_from_being_edited(self):
+        video = self.op_atom()
+        self.write_zeros(video, 0, 4096)
+        before = self.contents(video.parent)
+        result = self.run_kmxf("edit", video.parent, "--shot-umid", UMID)
+        self.assertEqual((INPUT, b""), (result.returncode, result.stdout))
+        said = result.stderr.splitlines()
+        self.assertEqual(2, len(said), said)
+        self.assertRegex(said[0], f"^kmxf: {video}: is not an MXF file")
+        self.assertRegex(said[1], f"^kmxf: {video.parent}: .*--only")
+        self.assertEqual(before, self.contents(video.parent))
+        self.edit("--only", video.parent / "CLIP00.mxf", "--shot-umid", UMID)
+        after = self.contents(video.parent)
+        self.assertEqual(["CLIP00.mxf", "CLIP00.mxf.undo"],
+                         [name for name in sorted(after) if after[name] != before.get(name)])
+
     def test_damaged_files(self):
         video = self.op_atom()
         content = bytearray(video.read_bytes())
@@ -273,6 +293,18 @@ class Undo(EditCase):
         self.edit_refused(INPUT, "clip: has no undo file", video.parent, "--undo")
         self.edit(video, "--shot-umid", UMID, "--no-undo")
         self.edit_refused(INPUT, "CLIP.mxf: has no undo file", video, "--undo")
+
+    def test_a_clip_of_which_one_undo_file_is_gone_is_only_put_back_file_by_file(self):
+        video = self.op_atom()
+        before = self.contents(video.parent)
+        self.edit(video, "--shot-umid", UMID)
+        (video.parent / "CLIP00.mxf.undo").unlink()
+        edited = self.contents(video.parent)
+        for path in (video.parent, video, video.parent / "CLIP01.mxf"):
+            self.edit_refused(INPUT, "CLIP00.mxf.*--only", path, "--undo")
+        self.edit(video, "--undo", "--only")
+        edited.pop("CLIP.mxf.undo")
+        self.assertEqual({**edited, "CLIP.mxf": before["CLIP.mxf"]}, self.contents(video.parent))
 
     def test_an_edit_without_undo_does_not_break_an_earlier_one(self):
         video = self.op_atom()

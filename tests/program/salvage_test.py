@@ -1,14 +1,16 @@
 """kmxf salvage: recordings that were cut off, and whose writer was killed."""
 
 import json
+import os
 import random
 import signal
+import stat
 import subprocess
 import time
 import unittest
 from pathlib import Path
 
-from kmxf_case import DONE, FINDINGS, INPUT, INTERRUPTED, PROGRAM, USAGE, essence, samples
+from kmxf_case import DONE, FINDINGS, INPUT, INTERRUPTED, OUTPUT, PROGRAM, USAGE, essence, samples
 from op1b_case import GROUP, HEADER, Op1bCase, aligned, access_unit, group_starts, long_gop, partitions, samples_before
 
 ATOM_HEADER = 32768
@@ -32,6 +34,14 @@ def cut(path, size, footer_gone=True):
     return path
 
 
+def zeros(path, offset, size):
+    """Writes over what is there."""
+    with open(path, "r+b") as file:
+        file.seek(offset)
+        file.write(bytes(size))
+    return path
+
+
 class SalvageCase(Op1bCase):
     def salvage(self, *arguments, status=FINDINGS, says=None):
         return self.json("salvage", *arguments, status=status, says=says)["salvage"]
@@ -51,11 +61,12 @@ class SalvageCase(Op1bCase):
         self.assertEqual(0, probed.returncode, probed.stderr)
         self.assertTrue(probed.stdout)
 
-    def dv_clip(self, frames=6, channels=2, **how):
+    def dv_clip(self, *options, frames=6, channels=2, **how):
         self.pictures = repeated("dv25-5994i.dif", DV25, frames)
         video = self.file("in.dv", b"".join(self.pictures))
         self.sound = [samples(samples_before(frames), seed=seed) for seed in range(1, channels + 1)]
-        options = ("--audio", self.wav("in.wav", self.sound)) if channels else ()
+        if channels:
+            options = ("--audio", self.wav("in.wav", self.sound), *options)
         return self.wrap("--video", video, *options, **how)
 
 
@@ -249,6 +260,93 @@ class CutFilesTest(SalvageCase):
   lost     10 bytes at offset 272768: a frame that was being written
   rebuilt  the header area, the footer
 """, self.kmxf("salvage", video, "--dry-run", status=FINDINGS).decode())
+
+
+class DamagedHeaderTest(SalvageCase):
+    """OP-Atom: the picture and its sound belong together also when one header does not tell any more."""
+
+    def clips(self, folder):
+        """What came of the folder: the clips, and where they were put."""
+        out = self.folder / "out"
+        result = self.run_kmxf("salvage", folder, "-o", out, "--json")
+        document = json.loads(result.stdout)
+        self.assertDescribed(document)
+        return document.get("salvages") or [document["salvage"]], out
+
+    def names(self, clip):
+        return [Path(file["path"]).name for file in clip["files"]]
+
+    def test_zeros_in_the_header_of_the_picture_leave_one_clip(self):
+        video = self.dv_clip(name="A")
+        zeros(video, 4096, 4096)
+        ((clip,), out) = self.clips(video.parent)
+        self.assertEqual(["A.mxf", "A00.mxf", "A01.mxf"], sorted(path.name for path in out.iterdir()))
+        self.assertEqual(["A.mxf", "A00.mxf", "A01.mxf"], self.names(clip))
+        self.assertBalanced(clip)
+        self.assertEqual(b"", self.kmxf("check", out))
+        values = self.info(out)["clip"]
+        self.assertEqual((2, 6, "closed"), (values["channels"], values["duration"], values["verdict"]))
+        self.assertSameBytes(b"".join(self.pictures), (out / "A.mxf").read_bytes()[ATOM_HEADER:][:6 * DV25])
+
+    def test_sound_stays_one_clip_when_nothing_is_left_of_the_picture(self):
+        video = cut(self.dv_clip(name="A"), 5000, footer_gone=False)
+        clips, _ = self.clips(video.parent)
+        (sound,) = [self.names(clip) for clip in clips if "A00.mxf" in self.names(clip)]
+        self.assertIn("A01.mxf", sound)
+
+    def test_the_start_timecode_is_that_of_the_sound(self):
+        video = self.dv_clip("--start-timecode", "01:02:03;04", name="A")
+        zeros(video, 3072, 4096)
+        _, out = self.clips(video.parent)
+        for name in ("A.mxf", "A00.mxf"):
+            file = self.file_info(out / name)
+            self.assertEqual(("01:02:03;04", True), (file["start_timecode"], file["drop_frame"]), name)
+
+    def test_a_damaged_head_of_the_essence_is_mended(self):
+        # The head has 24 bytes; 30 hit the first frame as well.
+        for size in (24, 30):
+            with self.subTest(size):
+                video = self.dv_clip(channels=0, folder=self.folder / f"clip{size}")
+                zeros(video, ATOM_HEADER - 24, size)
+                hit = size - 24
+                ((clip,), out) = self.clips(video)
+                self.assertEqual(("salvaged", 6), (clip["outcome"], clip["duration"]))
+                self.assertBalanced(clip)
+                self.assertEqual(b"", self.kmxf("check", out))
+                (raw,) = self.unwrap(out / "CLIP.mxf", "--raw").values()
+                self.assertSameBytes(bytes(hit) + b"".join(self.pictures)[hit:], raw)
+                (out / "CLIP.mxf").unlink()
+
+
+class SeveralInputsTest(SalvageCase):
+    def test_a_name_that_is_taken_costs_no_other_clip(self):
+        videos = []
+        for name in "pqr":
+            video = self.dv_clip(frames=2, channels=0, name="A", folder=self.folder / name)
+            videos.append(cut(video, ATOM_HEADER + DV25 + 5))
+        taken = self.file("q/A.salvaged/A.mxf", b"precious")
+        document = self.json("salvage", *videos, status=OUTPUT, says=f"^kmxf: {taken}: exists")
+        self.assertEqual([(str(videos[0]), "salvaged"), (str(videos[2]), "salvaged")],
+                         [(clip["files"][0]["path"], clip["outcome"]) for clip in document["salvages"]])
+        self.assertProven(self.folder / "p" / "A.salvaged" / "A.mxf")
+        self.assertProven(self.folder / "r" / "A.salvaged" / "A.mxf")
+        self.assertEqual([(taken, b"precious")], [(path, path.read_bytes()) for path in taken.parent.iterdir()])
+
+    def test_a_pipe_is_no_file(self):
+        pipe = self.folder / "p.mxf"
+        os.mkfifo(pipe)
+        self.refused(INPUT, f"^kmxf: {pipe}: is not a file", "salvage", pipe, timeout=10)
+
+    def test_a_pipe_in_the_folder_is_not_touched(self):
+        video = cut(self.dv_clip(frames=2, channels=0), ATOM_HEADER + DV25 + 5)
+        pipe = video.parent / "x.mxf"
+        os.mkfifo(pipe)
+        end = os.open(pipe, os.O_RDWR | os.O_NONBLOCK)
+        self.addCleanup(os.close, end)
+        os.write(end, b"precious")
+        self.run_kmxf("salvage", video.parent, timeout=10)
+        self.assertProven(video.parent / "CLIP.salvaged" / "CLIP.mxf")
+        self.assertEqual((True, b"precious"), (stat.S_ISFIFO(pipe.lstat().st_mode), os.read(end, 100)))
 
 
 class CutClipTest(SalvageCase):

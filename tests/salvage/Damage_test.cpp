@@ -104,6 +104,34 @@ TEST_P(SalvageDamageOfClip, ItKeepsItsGroupsWhateverIsDamagedInOne) {
     }
 }
 
+// Where the table of the last group's pictures is gone, that of its ANC elements tells how many there are.
+TEST_P(SalvageDamageOfClip, ItKeepsItsLastGroupWithoutTheIndexOfItsPictures) {
+    const auto channels = static_cast<uint8_t>(GetParam());
+    for (const bool close : {false, true}) {
+        const Bytes whole = RecordGroups(channels, close);
+        const auto pictures = Elements(whole, "AVCLongGOPElement");
+        const size_t index = pictures.back().End();
+        for (const size_t size : {size_t{200}, size_t{900}}) {
+            SCOPED_TRACE(std::to_string(size) + (close ? " bytes of a closed clip" : " bytes of an open clip"));
+            Bytes damaged = whole;
+            std::fill_n(damaged.begin() + static_cast<std::ptrdiff_t>(index), size, uint8_t{0});
+            Clip copies;
+            const SalvagePlan plan = ScanForSalvage({copies.Put("C.mxf", damaged)}, {}, PlainEntries);
+            ExpectBalanced(plan);
+            ASSERT_EQ(plan.duration, kClipFrames);
+            EXPECT_EQ(plan.files[0].framesFound, kClipFrames);
+            EXPECT_EQ(plan.files[0].lostSize, 0u);
+            const Bytes salvaged = Salvaged(plan);
+            for (const char* const kind : {"AVCLongGOPElement", "PCMBlockElement"}) {
+                const auto before = Elements(whole, kind), after = Elements(salvaged, kind);
+                ASSERT_EQ(after.size(), before.size());
+                for (size_t i = 0; i < before.size(); ++i)
+                    ASSERT_EQ(Part(salvaged, after[i]), Part(whole, before[i])) << kind << i;
+            }
+        }
+    }
+}
+
 TEST(SalvageDamage, AClipIsKeptThoughItsHeaderIsDamagedOrGone) {
     const Bytes& whole = CutClip(2);
     const SalvageChoice choice{.lookAtPictures = [](std::span<const uint8_t> pictures) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "support/TestData.h"
 #include "tools/SalvageFiles.h"
 
 namespace kmxf::test {
@@ -91,6 +92,49 @@ TEST(SalvagePlan, SoundIsCutOrFilledToThePicture) {
             EXPECT_TRUE(std::equal(samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(bytes(2)),
                                    salvaged.begin() + kHeader));
         }
+    }
+}
+
+// Whatever its header has lost, the pictures stay together with their sound, and get back what the others know.
+TEST(SalvagePlan, DamageInTheHeaderOfThePicturesSplitsNoClip) {
+    Clip clip;
+    const auto with = [](uint8_t number) {
+        return [number](CCreateMXFBase& writer) {
+            writer.SetStartTimecode(107892, true);
+            writer.SetUMID(TestUmid(number));
+            writer.SetShotUMID(TestUmid(9));
+        };
+    };
+    const auto sound = [&](uint8_t channel) {
+        const auto number = static_cast<uint8_t>(channel + 2);
+        return AtomFile{.compType = 0, .clipType = 0x102, .channel = channel, .with = with(number)};
+    };
+    const Bytes samples = Noise(3204 * 2, 3);  // 2 frames
+    const Bytes picture = Clip::Get(
+        clip.Add("C.mxf", {.clipType = 0x102, .with = with(1)}, LoadTestData("essence/dv25-5994i.dif"), true));
+    clip.Add("C00.mxf", sound(0), samples, true);
+    clip.Add("C01.mxf", sound(1), samples, true);
+    ASSERT_TRUE(ScanForSalvage(FindSalvageFiles(clip.Path("C.mxf"))).IsComplete());
+    for (size_t at = 0; at < kHeader; at += 512) {
+        SCOPED_TRACE(at);
+        Bytes damaged = picture;
+        std::fill_n(damaged.begin() + static_cast<std::ptrdiff_t>(at), std::min<size_t>(4096, kHeader - at),
+                    uint8_t{0});
+        clip.Put("C.mxf", damaged);
+        const SalvagePlan plan = ScanForSalvage(FindSalvageFiles(clip.Path("C00.mxf")));
+        ASSERT_EQ(plan.files.size(), 3u);
+        const Bytes first = Clip::Get(clip.Path("C00.mxf")), second = Clip::Get(clip.Path("C01.mxf"));
+        if (plan.IsComplete()) {
+            EXPECT_EQ(CheckedClip({damaged, first, second}), std::vector<std::string>());
+            continue;
+        }
+        EXPECT_EQ(plan.duration, 2);
+        EXPECT_EQ(plan.materialUMID, TestUmid(9));
+        EXPECT_EQ(plan.startTimecode, 107892);
+        EXPECT_TRUE(plan.startDrop);
+        ExpectSalvaged(plan);
+        EXPECT_EQ(Clip::Get(clip.Path("C00.mxf")), first);
+        EXPECT_EQ(Clip::Get(clip.Path("C01.mxf")), second);
     }
 }
 
