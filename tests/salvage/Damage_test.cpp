@@ -108,6 +108,7 @@ TEST_P(SalvageDamageOfClip, ItKeepsItsGroupsWhateverIsDamagedInOne) {
 TEST_P(SalvageDamageOfClip, ItKeepsItsLastGroupWithoutTheIndexOfItsPictures) {
     const auto channels = static_cast<uint8_t>(GetParam());
     for (const bool close : {false, true}) {
+        if (channels == 0 && !close) continue;  // without sound the tables of the last group come with Close
         const Bytes whole = RecordGroups(channels, close);
         const auto pictures = Elements(whole, "AVCLongGOPElement");
         const size_t index = pictures.back().End();
