@@ -346,16 +346,12 @@ void Complete(SalvagePlan& plan, const SalvageHeader& other) {
     }
 }
 
-// A closed OP-Atom file in which packet follows packet.
-bool HoldsTogether(const Scanned& scanned) try {
-    SalvageInput& input = *scanned.source;
-    if (ReadClipFileAtOnce(input, scanned.file.path).verdict.kind != ClipVerdict::Kind::kClosed) return false;
-    CInspector inspector(input);
+// Whether packet follows packet in a file, from its beginning to its end.
+bool HoldsTogether(const Scanned& scanned) {
+    CInspector inspector(*scanned.source);
     while (const auto packet = inspector.Next())
         if (packet->kind == PacketKind::kDamage || !packet->whole) return false;
     return true;
-} catch (const ClipError&) {
-    return false;
 }
 
 // Of a clip whose footer is there: nothing when what the footer and the random index tell is not there or cut.
