@@ -23,9 +23,7 @@ constexpr uint64_t kMostPictures = 512 << 20;  // that are shown to the indexer
 constexpr uint64_t kFirstGroup = 256 << 20;    // in which the first group ends
 constexpr uint64_t kWindow = 1 << 20;
 constexpr uint64_t kMostPack = 1024;
-constexpr uint64_t kMostPicture = 0xFFFFFF;  // the writers' length of 3 bytes tells no more
-constexpr int64_t kMostAhead = 4;            // groups that are asked for their number
-constexpr uint32_t kMostSegment = 131072;
+constexpr int64_t kMostAhead = 4;  // groups that are asked for their number
 constexpr uint32_t kPictureSID = 1, kFirstSoundSID = 3;
 constexpr uint32_t kPictureIndexSID = 101, kANCIndexSID = 102, kFirstSoundIndexSID = 103;
 constexpr size_t kPackKind = 13;  // in the key of a partition pack

@@ -14,9 +14,8 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint32_t kANCHeadSize = 42;        // of an element without data, with the head of the fill item behind it
-constexpr uint64_t kMostANC = 470;           // bytes of data
-constexpr uint64_t kMostPicture = 0xFFFFFF;  // that a length of 3 bytes tells
+constexpr uint32_t kANCHeadSize = 42;  // of an element without data, with the head of the fill item behind it
+constexpr uint64_t kMostANC = 470;     // bytes of data
 
 bool IsANCElement(std::span<const uint8_t> bytes) {
     const auto head = ReadKLVHead(bytes);

@@ -18,9 +18,8 @@ namespace {
 constexpr uint32_t kPictureSID = 1, kANCSID = 2, kFirstSoundSID = 3;
 constexpr uint32_t kMostFrames = 120;  // of a group
 
-constexpr uint32_t kMostHead = 25;         // of a KLV packet: key, and a length of 8 bytes
-constexpr uint32_t kMostPack = 1024;       // of a partition pack that is looked at
-constexpr uint32_t kMostSegment = 131072;  // an index table segment has two arrays of up to 65535 bytes
+constexpr uint32_t kMostHead = 25;    // of a KLV packet: key, and a length of 8 bytes
+constexpr uint32_t kMostPack = 1024;  // of a partition pack that is looked at
 
 constexpr size_t kPackKind = 13;  // in the key of a partition pack
 constexpr uint8_t kBodyPack = 3;

@@ -12,6 +12,9 @@
 
 namespace kmxf {
 
+inline constexpr uint32_t kMostSegment = 131072;    // an index table segment has two arrays of up to 65535 bytes
+inline constexpr uint64_t kMostPicture = 0xFFFFFF;  // the writers' length of 3 bytes tells no more
+
 struct Op1bElement {
     uint64_t start = 0;             // file offset of its key
     uint64_t offset = 0, size = 0;  // of the value
