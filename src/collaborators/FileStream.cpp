@@ -19,6 +19,9 @@ constexpr size_t kQueueLimit = size_t{4} << 20;
 // What a piece costs beside its bytes, so that the queue of very small pieces is bounded too.
 constexpr size_t kPieceOverhead = 256;
 
+// So much at a time goes on to the medium while the rest is still to come, or all of it would wait for the end.
+constexpr int64_t kSyncStep = int64_t{8} << 20;
+
 constexpr uint32_t kMaxCount = std::numeric_limits<int32_t>::max();
 
 }  // namespace
@@ -106,6 +109,7 @@ void FileStream::Complete(const Queued& item, int error) {
 }
 
 void FileStream::Run() {
+    int64_t from = 0, to = 0;  // written one behind the other, and not yet on its way to the medium
     std::unique_lock lock(mutex_);
     for (;;) {
         work_.wait(lock, [&] { return stopping_ || !queue_.empty(); });
@@ -114,6 +118,12 @@ void FileStream::Run() {
         if (error_ == 0) {
             lock.unlock();
             const int error = file_.WriteAt(item.bytes, item.size, item.position) ? 0 : errno;
+            if (item.position != to) from = item.position;
+            to = item.position + item.size;
+            if (to - from >= kSyncStep) {
+                file_.BeginSync(from, to - from);
+                from = to;
+            }
             lock.lock();
             error_ = error;
         }

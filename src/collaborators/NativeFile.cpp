@@ -77,6 +77,17 @@ bool NativeFile::WriteAt(const void* buffer, size_t size, int64_t offset) const 
     return true;
 }
 
+// No more than a hint: what fails here fails again in Sync, and is told there.
+void NativeFile::BeginSync(int64_t offset, int64_t size) const {
+#ifdef SYNC_FILE_RANGE_WRITE
+    const int error = errno;
+    ::sync_file_range(descriptor_, offset, size, SYNC_FILE_RANGE_WRITE);
+    errno = error;
+#else
+    static_cast<void>(offset), static_cast<void>(size);
+#endif
+}
+
 int64_t NativeFile::Size() const { return ::lseek(descriptor_, 0, SEEK_END); }
 
 bool NativeFile::Sync() const {

@@ -22,6 +22,8 @@ public:
 
     int64_t ReadAt(void* buffer, size_t size, int64_t offset) const;  // fewer than size at the end only; -1 on failure
     bool WriteAt(const void* buffer, size_t size, int64_t offset) const;
+    // Has the system begin to write to the medium what was written there, so that Sync has little left to wait for.
+    void BeginSync(int64_t offset, int64_t size) const;
     int64_t Size() const;  // -1 on failure
     bool Sync() const;     // the data, and what it takes to find it, are on the medium
 

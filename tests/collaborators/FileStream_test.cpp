@@ -305,6 +305,17 @@ TEST_F(FileStreamTest, SyncsAlsoReadOnlyFilesAndDevicesWithoutAMedium) {
     EXPECT_TRUE(stream_.Close());
 }
 
+// A device takes no hint of what is to go on to its medium.
+TEST_F(FileStreamTest, WhatCannotBeginToSyncIsWritten) {
+    Create("/dev/null");
+    CMemoryPiece large(5 * kMiB);
+    for (int tag = 1; tag <= 4; ++tag) EXPECT_EQ(stream_.Write(&large, tag, 0), int32_t{5 * kMiB});
+    EXPECT_TRUE(stream_.DataSync());
+    EXPECT_TRUE(stream_.Close());
+    EXPECT_THAT(completions_.All(),
+                ElementsAre(Completion{1, 0, 1}, Completion{2, 0, 2}, Completion{3, 0, 3}, Completion{4, 0, 4}));
+}
+
 // The descriptor under which this process has the file open.
 int DescriptorOf(const std::string& name) {
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
