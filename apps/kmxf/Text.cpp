@@ -6,22 +6,13 @@
 #include <cstring>
 #include <system_error>
 
+#include "core/HexText.h"
 #include "core/Labels.h"
 #include "kmxf/core/Convert.h"
 
 namespace kmxf::program {
 
-std::string Hex(const uint8_t* bytes, size_t count) {
-    static constexpr char kDigits[] = "0123456789ABCDEF";
-    std::string text;
-    text.reserve(count * 2);
-    for (size_t i = 0; i < count; ++i) {
-        text += kDigits[bytes[i] >> 4];
-        text += kDigits[bytes[i] & 0x0F];
-    }
-    return text;
-}
-
+std::string Hex(const uint8_t* bytes, size_t count) { return HexText({bytes, count}); }
 std::string Hex(const MXFUMIDTag& umid) { return Hex(umid.bytes, sizeof umid.bytes); }
 
 std::string HexCode(uint32_t code) {

@@ -108,8 +108,9 @@ inline constexpr LabelRow kLabelRows[] = {
     {kUncompressedSoundCoding, "UncompressedSound"},
 };
 
+// From the end on: most keys begin alike.
 constexpr bool SameKey(const MXFKEYTag& a, const MXFKEYTag& b, size_t compared = kWholeKey) {
-    for (size_t i = 0; i < compared; ++i)
+    for (size_t i = compared; i-- > 0;)
         if (i != kVersionByte && a.bytes[i] != b.bytes[i]) return false;
     return true;
 }

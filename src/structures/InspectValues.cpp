@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "core/Bytes.h"
+#include "core/HexText.h"
 #include "core/LocalTags.h"
 #include "kmxf/core/Convert.h"
 #include "kmxf/core/KLV.h"
@@ -22,17 +23,6 @@ template <class... Values>
 std::string Format(const char* format, Values... values) {
     char text[64];
     std::snprintf(text, sizeof text, format, values...);
-    return text;
-}
-
-std::string HexText(Bytes bytes) {
-    constexpr char kDigits[] = "0123456789ABCDEF";
-    std::string text;
-    text.reserve(2 * bytes.size());
-    for (const uint8_t byte : bytes) {
-        text += kDigits[byte >> 4];
-        text += kDigits[byte & 0x0F];
-    }
     return text;
 }
 

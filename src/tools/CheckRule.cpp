@@ -1,10 +1,10 @@
 #include "tools/CheckRule.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 #include "core/Bytes.h"
+#include "core/HexText.h"
 
 namespace kmxf {
 
@@ -13,22 +13,12 @@ namespace {
 constexpr uint64_t kMostOfARule = 100;
 constexpr size_t kMostText = 200;  // of a value
 
-std::string Hex(std::span<const uint8_t> bytes) {
-    std::string text;
-    for (const uint8_t byte : bytes) {
-        char pair[3];
-        std::snprintf(pair, sizeof pair, "%02X", byte);
-        text += pair;
-    }
-    return text;
-}
-
 }  // namespace
 
 std::string TextOf(int64_t number) { return std::to_string(number); }
 std::string TextOf(uint64_t number) { return std::to_string(number); }
-std::string TextOf(const MXFKEYTag& key) { return Hex(key.bytes); }
-std::string TextOf(const MXFUMIDTag& umid) { return Hex(umid.bytes); }
+std::string TextOf(const MXFKEYTag& key) { return HexText(key.bytes); }
+std::string TextOf(const MXFUMIDTag& umid) { return HexText(umid.bytes); }
 std::string TextOf(const MXFRATIONALTag& rational) {
     return std::to_string(rational.numerator) + "/" + std::to_string(rational.denominator);
 }
