@@ -14,6 +14,7 @@
 #include "LongGOP.h"
 #include "OutputFile.h"
 #include "Progress.h"
+#include "ReadAhead.h"
 #include "Text.h"
 #include "Wrap.h"
 #include "kmxf/core/VideoStandard.h"
@@ -358,6 +359,12 @@ const SalvagedFile* NotRecognised(const SalvagePlan& plan) {
     return plan.IsHopeless() && file != plan.files.end() ? &*file : nullptr;
 }
 
+SalvagePlan Scan(const std::vector<std::string>& files, const SalvageChoice& choice, const Options& o) {
+    std::optional<ReadAhead> ahead;
+    if (!o.inPlace && !o.dryRun) ahead.emplace(files);
+    return ScanForSalvage(files, choice, IndexPictures);
+}
+
 ExitStatus SalvageClips(const Options& o) {
     if (o.inPlace && o.folder) Usage("--in-place and --output exclude each other");
     std::optional<Progress> progress;
@@ -372,7 +379,7 @@ ExitStatus SalvageClips(const Options& o) {
     std::set<std::string> taken;
     for (const auto& files : FindClipsOf(o)) {
         stoppable = true;
-        Salvaged clip{ScanForSalvage(files, choice, IndexPictures), {}, {}};
+        Salvaged clip{Scan(files, choice, o), {}, {}};
         if (interrupted) throw Failure(ExitStatus::kInterrupted, "interrupted");
         const SalvagePlan& plan = clip.plan;
         if (const SalvagedFile* const file = plan.Unreadable()) {

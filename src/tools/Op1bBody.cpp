@@ -1,7 +1,6 @@
 #include "tools/Op1bBody.h"
 
 #include <algorithm>
-#include <functional>
 #include <span>
 #include <utility>
 
@@ -11,6 +10,7 @@
 #include "kmxf/core/Status.h"
 #include "kmxf/core/VideoStandard.h"
 #include "kmxf/structures/Partition.h"
+#include "tools/Op1bPlaces.h"
 #include "tools/Op1bScan.h"
 #include "tools/SalvageSheet.h"
 
@@ -22,119 +22,20 @@ constexpr uint64_t kHeaderSize = kOp1bHeaderSize;
 constexpr uint64_t kMostPictures = 512 << 20;  // that are shown to the indexer
 constexpr uint64_t kFirstGroup = 256 << 20;    // in which the first group ends
 constexpr uint64_t kWindow = 1 << 20;
-constexpr uint64_t kMostPack = 1024;
 constexpr int64_t kMostAhead = 4;  // groups that are asked for their number
-constexpr uint32_t kPictureSID = 1, kFirstSoundSID = 3;
-constexpr uint32_t kPictureIndexSID = 101, kANCIndexSID = 102, kFirstSoundIndexSID = 103;
-constexpr size_t kPackKind = 13;  // in the key of a partition pack
-constexpr uint8_t kBodyPack = 3, kFooterPack = 4;
+constexpr size_t kPackKind = 13;   // in the key of a partition pack
+constexpr uint8_t kFooterPack = 4;
 constexpr uint8_t kRandomAccess = 0x80;  // of a picture's flags
 
 const char* const kUnfinished = "a group of frames that was being written";
 const char* const kOdd = "a group of frames of another length than the others";
 const char* const kUntold = "a damaged group of frames, which cannot be told apart";
 
-// Where `wanted` says yes first, of the places from `from` on at which a key of SMPTE begins; nothing in front of
-// `limit`: `limit`.
-uint64_t FindKey(SalvageInput& source, uint64_t from, uint64_t limit, const std::function<bool(uint64_t)>& wanted) {
-    constexpr uint8_t kBegin[] = {0x06, 0x0E, 0x2B, 0x34};
-    limit = std::min(limit, source.GetSize());
-    while (from < limit) {
-        const auto window = source.Window(from, std::size(kBegin));
-        const auto bytes = window.first(static_cast<size_t>(std::min<uint64_t>(window.size(), limit - from)));
-        // What is found is looked at with reads of its own, which leave the window as it is.
-        for (auto at = bytes.begin(); (at = std::search(at, bytes.end(), kBegin, kBegin + 4)) != bytes.end(); ++at) {
-            const uint64_t place = from + static_cast<uint64_t>(at - bytes.begin());
-            if (wanted(place)) return place;
-        }
-        if (bytes.size() < std::size(kBegin)) break;  // also where it cannot be read, which the source remembers
-        from += bytes.size() - 3;
-    }
-    return limit;
-}
-
-// The pack of a body partition that names this place as its own.
-std::optional<CPartition> PackAt(SalvageInput& source, uint64_t place) {
-    const auto bytes = source.Copy(place, kMostPack);
-    CPartition pack;
-    const bool good = pack.SetData(bytes.data(), static_cast<uint32_t>(bytes.size())) == kStatusOk &&
-                      pack.GetKey().bytes[kPackKind] == kBodyPack && std::cmp_equal(pack.GetThisPartition(), place);
-    return good ? std::optional(std::move(pack)) : std::nullopt;
-}
-
-std::optional<Op1bElement> PictureAt(SalvageInput& source, uint64_t place, uint64_t limit) {
-    const auto head = ReadKLVHead(source.Copy(place, 25));
-    if (!head || head->key != kAVCLongGOPElementKey || head->length % 4 != 0 || head->length > kMostPicture)
-        return std::nullopt;
-    const uint64_t offset = place + head->size;
-    if (offset > limit || head->length > limit - offset) return std::nullopt;
-    return Op1bElement{place, offset, head->length};
-}
-
-std::optional<CIndexCommon> SegmentBehind(SalvageInput& source, uint64_t place, const CPartition& pack) {
-    const auto count = std::clamp<int64_t>(pack.GetIndexByteCount(), 0, kMostSegment);
-    const auto bytes = source.Copy(place + pack.GetLength(), static_cast<uint64_t>(count));
-    CIndexCommon segment(0, 0, 0, 0);
-    if (segment.SetData(bytes.data(), static_cast<uint32_t>(bytes.size())) != kStatusOk) return std::nullopt;
-    return segment;
-}
-
 std::vector<MXFINDEXENTRYTag> EntriesOf(const CIndexCommon& segment) {
     std::vector<MXFINDEXENTRYTag> entries;
     MXFINDEXENTRYTag entry;
     for (uint32_t i = 0; segment.GetIndexEntry(i, &entry) == kStatusOk; ++i) entries.push_back(entry);
     return entries;
-}
-
-// The pictures from `at` on as they stand behind each other. Where a head is damaged, the picture ends at the next head
-// that is whole, or at the pack behind the pictures.
-struct Walked {
-    std::vector<Op1bElement> pictures;
-    std::vector<size_t> guessed;  // which have a damaged head
-    uint64_t end = 0;
-};
-// No more than one beyond `most`. A picture that would be larger than any ends the walk.
-Walked Walk(SalvageInput& source, uint64_t at, uint64_t limit, bool upToLimit, size_t most) {
-    Walked walked;
-    while (at < limit && walked.pictures.size() <= most) {
-        if (const auto picture = PictureAt(source, at, limit)) {
-            walked.pictures.push_back(*picture);
-            at = picture->offset + picture->size;
-            continue;
-        }
-        if (!upToLimit && PackAt(source, at)) break;
-        uint64_t next = FindKey(source, at + kKLVHeadSize, limit, [&](uint64_t place) {
-            return PictureAt(source, place, limit) || PackAt(source, place);
-        });
-        if (next == limit && !upToLimit) break;
-        if (next - at < kKLVHeadSize || next - at > kMostPicture) break;
-        walked.guessed.push_back(walked.pictures.size());
-        walked.pictures.push_back({at, at + kKLVHeadSize, next - at - kKLVHeadSize, false});
-        at = next;
-    }
-    walked.end = at;
-    return walked;
-}
-
-// Makes of the pictures with damaged heads so many that there are `count` in all: how they were divided can't be told,
-// and nothing in them is whole.
-bool Divide(Walked& walked, size_t count) {
-    if (walked.pictures.size() == count) return true;
-    if (walked.pictures.size() > count || walked.guessed.empty()) return false;
-    const size_t parts = count - walked.pictures.size() + 1;
-    const auto size = [&](size_t number) { return walked.pictures[number].size + kKLVHeadSize; };
-    const size_t largest = *std::ranges::max_element(walked.guessed, {}, size);
-    const uint64_t whole = size(largest), part = whole / parts / 4 * 4;
-    if (part < kKLVHeadSize) return false;
-    std::vector<Op1bElement> divided;
-    for (size_t i = 0; i < parts; ++i) {
-        const uint64_t start = walked.pictures[largest].start + i * part;
-        const uint64_t end = i + 1 == parts ? walked.pictures[largest].start + whole : start + part;
-        divided.push_back({start, start + kKLVHeadSize, end - start - kKLVHeadSize, false});
-    }
-    const auto place = walked.pictures.erase(walked.pictures.begin() + static_cast<std::ptrdiff_t>(largest));
-    walked.pictures.insert(place, divided.begin(), divided.end());
-    return true;
 }
 
 class BodyReader {
@@ -165,7 +66,9 @@ private:
     uint64_t SoundBytes(int64_t frames) const;
     uint64_t PackSize() const { return packSize_; }
 
-    const Ahead& LookAhead(Op1bScan& scan, uint64_t at);
+    Op1bScan ScanFrom(uint64_t place);
+    const Ahead& LookAhead(uint64_t at);
+    Op1bPack FindIndex(uint32_t indexSID, uint64_t from, uint64_t limit);
     std::optional<int64_t> NumberBehind(uint64_t place);
     std::optional<int64_t> FramesUpTo(const Ahead& ahead, uint64_t at) const;
     bool CanBeRead(uint64_t from, uint64_t to);
@@ -183,7 +86,7 @@ private:
 
     std::optional<Resolved> Resolve(uint64_t start, uint64_t limit, bool last);
     std::optional<Resolved> ByIndex(uint64_t start, uint64_t limit);
-    std::optional<Walked> ByANC(uint64_t first, uint64_t limit);
+    std::optional<Op1bPictures> ByANC(uint64_t first, uint64_t limit);
     void Place(Resolved& resolved) const;
     void NoteEntries(const std::vector<MXFINDEXENTRYTag>& entries);
     void NoteBefore(const Op1bContent& content);
@@ -217,10 +120,8 @@ Op1bBody BodyReader::Read() {
     body_.end = kHeaderSize;
     uint64_t at = kHeaderSize;
     while (at < size && groups_.IsGood()) {
-        Op1bScan scan(*file_.get(), file_.Allocator(), at, size,
-                      {format_.videoStd, format_.channels, format_.bytesPerSample});
         Op1bGroup group;
-        const Op1bScan::Found found = scan.Next(group);
+        const Op1bScan::Found found = ScanFrom(at).Next(group);
         if (found == Op1bScan::Found::kGroup) {
             const bool fits = Fits(group);
             if (!fits || !Take(group)) LoseFrames(at, group.end, group.frames, fits ? kUntold : kOdd);
@@ -229,7 +130,7 @@ Op1bBody BodyReader::Read() {
             if (fits && group.frames < GroupFrames()) break;
             continue;
         }
-        const Ahead ahead = LookAhead(scan, at);
+        const Ahead ahead = LookAhead(at);
         if (found == Op1bScan::Found::kReadError || !ahead.readable) {
             body_.unreadable = body_.unreadable.value_or(at);
             LoseFrames(at, ahead.start, FramesUpTo(ahead, at).value_or(ahead.last ? 0 : GroupFrames()), kUnreadable);
@@ -269,18 +170,30 @@ Op1bBody BodyReader::Read() {
     return std::move(body_);
 }
 
+Op1bScan BodyReader::ScanFrom(uint64_t place) {
+    return {*file_.get(),
+            file_.Allocator(),
+            place,
+            source_.GetSize(),
+            {format_.videoStd, format_.channels, format_.bytesPerSample}};
+}
+
 // Looks once for each stretch.
-const BodyReader::Ahead& BodyReader::LookAhead(Op1bScan& scan, uint64_t at) {
+const BodyReader::Ahead& BodyReader::LookAhead(uint64_t at) {
     if (ahead_ && at < ahead_->start) return *ahead_;
     Ahead ahead;
-    ahead.start = source_.GetSize();
-    Op1bGroup next;
-    for (int64_t groups = 0; groups < kMostAhead && !ahead.number && scan.FindNextGroup(); ++groups) {
-        const bool whole = scan.Next(next) == Op1bScan::Found::kGroup;
+    const uint64_t size = ahead.start = source_.GetSize();
+    uint64_t behind = at + 1;
+    for (int64_t groups = 0; groups < kMostAhead && !ahead.number; ++groups) {
+        const uint64_t place = FindGroup(source_, behind);
+        if (place == size) break;
+        Op1bGroup next;
+        const bool whole = ScanFrom(place).Next(next) == Op1bScan::Found::kGroup;
         if (whole && pattern_.empty()) NoteEntries(EntriesOf(next.index.front()));
-        if (ahead.last) ahead.start = next.start;
+        if (ahead.last) ahead.start = place;
         ahead.last = false;
-        if (const auto number = NumberBehind(next.start)) ahead.number = *number - groups * GroupFrames();
+        if (const auto number = NumberBehind(place)) ahead.number = *number - groups * GroupFrames();
+        behind = place + 1;
     }
     ahead.readable = CanBeRead(at, ahead.start);
     return ahead_.emplace(ahead);
@@ -288,14 +201,12 @@ const BodyReader::Ahead& BodyReader::LookAhead(Op1bScan& scan, uint64_t at) {
 
 // The number of the first frame of the group that begins here, by its index.
 std::optional<int64_t> BodyReader::NumberBehind(uint64_t place) {
-    std::optional<int64_t> number;
-    FindKey(source_, place + packSize_, std::min(source_.GetSize(), place + kFirstGroup), [&](uint64_t at) {
-        const auto pack = PackAt(source_, at);
-        if (!pack || (pack->GetIndexSID() != kPictureIndexSID && pack->GetBodySID() != kPictureSID)) return false;
-        const auto segment = pack->GetBodySID() == kPictureSID ? std::nullopt : SegmentBehind(source_, at, *pack);
-        if (segment) number = segment->GetStartPosition();
-        return true;
+    const auto found = FindBodyPack(source_, place + packSize_, place + kFirstGroup, [](const CPartition& pack) {
+        return pack.GetIndexSID() == kPictureIndexSID || pack.GetBodySID() == kPictureSID;
     });
+    const bool own = found.pack && found.pack->GetBodySID() != kPictureSID;
+    const auto segment = own ? SegmentBehind(source_, *found.pack) : std::nullopt;
+    const auto number = segment ? std::optional(segment->GetStartPosition()) : std::nullopt;
     // Each frame has a head in front of it.
     const bool likely = number && *number >= 0 && std::cmp_less(*number, place / kKLVHeadSize);
     return likely ? number : std::nullopt;
@@ -318,12 +229,10 @@ bool BodyReader::CanBeRead(uint64_t from, uint64_t to) {
 // All groups have the length of the first, but for a shorter one at the end.
 bool BodyReader::Fits(const Op1bGroup& group) {
     if (group.frames >= GroupFrames()) return group.frames == GroupFrames();
-    Op1bScan scan(*file_.get(), file_.Allocator(), group.end, source_.GetSize(),
-                  {format_.videoStd, format_.channels, format_.bytesPerSample});
     Op1bGroup next;
-    const bool whole = scan.Next(next) == Op1bScan::Found::kGroup;
+    const bool whole = ScanFrom(group.end).Next(next) == Op1bScan::Found::kGroup;
     if (!groupFrames_) return !whole || next.frames <= group.frames;
-    return !whole && !scan.FindNextGroup();
+    return !whole && FindGroup(source_, group.end + 1) == source_.GetSize();
 }
 
 // Damage that swallows packs can make one group of several. Either the next group says that just this one is in front
@@ -422,17 +331,16 @@ bool BodyReader::Take(const Op1bGroup& group) {
     return true;
 }
 
+Op1bPack BodyReader::FindIndex(uint32_t indexSID, uint64_t from, uint64_t limit) {
+    return FindBodyPack(source_, from, limit, [&](const CPartition& pack) { return pack.GetIndexSID() == indexSID; });
+}
+
 // By the index of its pictures: that tells where each of them begins.
 std::optional<BodyReader::Resolved> BodyReader::ByIndex(uint64_t start, uint64_t limit) {
     const uint64_t first = start + packSize_;
-    std::optional<CIndexCommon> segment;
-    const uint64_t place = FindKey(source_, first, limit, [&](uint64_t at) {
-        const auto pack = PackAt(source_, at);
-        if (!pack || pack->GetIndexSID() != kPictureIndexSID) return false;
-        segment = SegmentBehind(source_, at, *pack);
-        return true;
-    });
-    if (place >= limit) return std::nullopt;
+    const auto [place, pack] = FindIndex(kPictureIndexSID, first, limit);
+    if (!pack) return std::nullopt;
+    const auto segment = SegmentBehind(source_, *pack);
     Resolved resolved;
     resolved.content.start = start;
     resolved.picturesEnd = place;
@@ -462,20 +370,15 @@ std::optional<BodyReader::Resolved> BodyReader::ByIndex(uint64_t start, uint64_t
 
 // By the index of its ANC elements, which are all of one size: that tells how many frames there are and where the
 // pictures end.
-std::optional<Walked> BodyReader::ByANC(uint64_t first, uint64_t limit) {
-    std::optional<CIndexCommon> segment;
-    const uint64_t place = FindKey(source_, first, limit, [&](uint64_t at) {
-        const auto pack = PackAt(source_, at);
-        if (!pack || pack->GetIndexSID() != kANCIndexSID) return false;
-        segment = SegmentBehind(source_, at, *pack);
-        return true;
-    });
+std::optional<Op1bPictures> BodyReader::ByANC(uint64_t first, uint64_t limit) {
+    const auto [place, pack] = FindIndex(kANCIndexSID, first, limit);
+    const auto segment = pack ? SegmentBehind(source_, *pack) : std::nullopt;
     if (!segment || segment->GetDuration() <= 0 || segment->GetDuration() > GroupFrames()) return std::nullopt;
     const auto frames = static_cast<uint32_t>(segment->GetDuration());
     const uint64_t behind = SizesOf(format_, frames, 0).pictureIndex + PackSize() + uint64_t{frames} * kANCElementSize;
     if (place < first + behind) return std::nullopt;
-    Walked walked = Walk(source_, first, place - behind, true, frames);
-    const bool whole = walked.end == place - behind && Divide(walked, frames);
+    Op1bPictures walked = FindPictures(source_, first, place - behind, true, frames);
+    const bool whole = walked.end == place - behind && walked.Divide(frames);
     return whole ? std::optional(std::move(walked)) : std::nullopt;
 }
 
@@ -495,7 +398,7 @@ std::optional<BodyReader::Resolved> BodyReader::Resolve(uint64_t start, uint64_t
     const uint64_t first = start + packSize_;
     if (first >= limit) return std::nullopt;
     const uint32_t frames = GroupFrames();
-    const auto told = [&](Walked walked) {
+    const auto told = [&](Op1bPictures walked) {
         Resolved resolved;
         resolved.content.start = start;
         resolved.content.pictures = std::move(walked.pictures);
@@ -506,8 +409,8 @@ std::optional<BodyReader::Resolved> BodyReader::Resolve(uint64_t start, uint64_t
     const auto number = resolved ? resolved->number : std::nullopt;
     if (resolved && !resolved->indexed) {
         // The place of the index alone tells where the pictures end.
-        Walked walked = Walk(source_, first, resolved->picturesEnd, true, frames);
-        const bool whole = walked.end == resolved->picturesEnd && (last || Divide(walked, frames));
+        Op1bPictures walked = FindPictures(source_, first, resolved->picturesEnd, true, frames);
+        const bool whole = walked.end == resolved->picturesEnd && (last || walked.Divide(frames));
         resolved = whole ? std::optional(told(std::move(walked))) : std::nullopt;
     }
     if (!resolved) {
@@ -516,12 +419,12 @@ std::optional<BodyReader::Resolved> BodyReader::Resolve(uint64_t start, uint64_t
     if (!resolved && !last) {
         const uint64_t behind = SizesOf(format_, frames, SoundBytes(frames)).All(format_.channels);
         if (limit - first > behind) {
-            Walked walked = Walk(source_, first, limit - behind, true, frames);
-            if (walked.end == limit - behind && Divide(walked, frames)) resolved = told(std::move(walked));
+            Op1bPictures walked = FindPictures(source_, first, limit - behind, true, frames);
+            if (walked.end == limit - behind && walked.Divide(frames)) resolved = told(std::move(walked));
         }
     }
     if (!resolved) {
-        Walked walked = Walk(source_, first, limit, false, frames);
+        Op1bPictures walked = FindPictures(source_, first, limit, false, frames);
         if (walked.pictures.size() > frames) {
             walked.pictures.resize(frames);
             walked.end = walked.pictures.back().offset + walked.pictures.back().size;
@@ -589,7 +492,7 @@ bool BodyReader::TakeResolved(Resolved& resolved, uint64_t limit, bool last) {
 uint64_t BodyReader::SoundThere(const Op1bContent& content, uint32_t channel) {
     const uint64_t size = source_.GetSize(), at = std::min(content.soundAt[channel], size);
     const auto head = ReadKLVHead(source_.Copy(at - kAudioKLSize, kAudioKLSize));
-    const bool told = (head && head->key == kPCMBlockElementKey) || PackAt(source_, at + content.soundSize);
+    const bool told = (head && head->key == kPCMBlockElementKey) || BodyPackAt(source_, at + content.soundSize);
     return told ? std::min(content.soundSize, size - at) : 0;
 }
 
@@ -646,40 +549,6 @@ void BodyReader::TakeTail(Resolved& resolved) {
 
 Op1bBody ReadOp1bBody(const std::string& path, const Op1bFormat& format, const SalvageIndexer& indexer) {
     return BodyReader(path, format, indexer).Read();
-}
-
-std::optional<Op1bSoundFormat> FindOp1bSound(SalvageInput& source) {
-    Op1bSoundFormat sound;
-    uint32_t groups = 0, packs = 0;
-    FindKey(source, kHeaderSize, std::min(source.GetSize(), kHeaderSize + kFirstGroup), [&](uint64_t place) {
-        const auto pack = PackAt(source, place);
-        if (!pack) return false;
-        ++packs;
-        if (pack->GetBodySID() == kPictureSID && ++groups > 1) return true;
-        if (pack->GetBodySID() >= kFirstSoundSID)
-            sound.channels = std::max(sound.channels, std::min(pack->GetBodySID() - kFirstSoundSID + 1, 255u));
-        if (pack->GetIndexSID() >= kFirstSoundIndexSID) {
-            if (const auto segment = SegmentBehind(source, place, *pack))
-                sound.bytesPerSample = static_cast<uint8_t>(segment->GetEditUnitByteCount());
-        }
-        return false;
-    });
-    return packs == 0 ? std::nullopt : std::optional(sound);
-}
-
-std::vector<uint8_t> FirstOp1bPictures(SalvageInput& source, uint64_t most) {
-    const uint64_t limit = source.GetSize();
-    uint64_t at = FindKey(source, kHeaderSize, std::min(limit, kHeaderSize + most),
-                          [&](uint64_t place) { return PictureAt(source, place, limit).has_value(); });
-    std::vector<uint8_t> pictures;
-    while (pictures.size() < most) {
-        const auto picture = PictureAt(source, at, limit);
-        if (!picture) break;
-        const auto bytes = source.Copy(picture->offset, std::min<uint64_t>(picture->size, most - pictures.size()));
-        pictures.insert(pictures.end(), bytes.begin(), bytes.end());
-        at = picture->offset + picture->size;
-    }
-    return pictures;
 }
 
 }  // namespace kmxf

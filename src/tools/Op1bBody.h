@@ -28,15 +28,4 @@ struct Op1bBody {
 
 Op1bBody ReadOp1bBody(const std::string& path, const Op1bFormat& format, const SalvageIndexer& indexer);
 
-// The channels of sound and their bytes per sample by the partitions of the first group; nothing where it has no
-// partitions that can be read.
-struct Op1bSoundFormat {
-    uint32_t channels = 0;
-    uint8_t bytesPerSample = 2;
-};
-std::optional<Op1bSoundFormat> FindOp1bSound(SalvageInput& source);
-
-// The pictures of the first group, one behind the other, up to `most` bytes. Empty: there are none.
-std::vector<uint8_t> FirstOp1bPictures(SalvageInput& source, uint64_t most);
-
 }  // namespace kmxf

@@ -24,8 +24,6 @@ constexpr uint32_t kMostPack = 1024;  // of a partition pack that is looked at
 constexpr size_t kPackKind = 13;  // in the key of a partition pack
 constexpr uint8_t kBodyPack = 3;
 
-constexpr uint64_t kSector = 4096;  // what is lost when a byte of it cannot be read
-
 // Whether a segment has one entry for each picture, with the place at which it is.
 bool TellsPlaces(const CIndexCommon& segment, const std::vector<Op1bElement>& pictures) {
     MXFINDEXENTRYTag first, entry;
@@ -41,43 +39,13 @@ bool TellsPlaces(const CIndexCommon& segment, const std::vector<Op1bElement>& pi
 
 Op1bScan::Found Op1bScan::Next(Op1bGroup& group) {
     group = Op1bGroup();
-    group.start = groupStart_ = position_;
+    group.start = position_;
     agrees_ = true;
     const bool whole = TakePictures(group) && TakeANC(group) && TakeSound(group) && agrees_;
     group.end = position_;
     if (readFailed_) return Found::kReadError;
     if (tooManyFrames_) return Found::kTooManyFrames;
     return whole ? Found::kGroup : Found::kEnd;
-}
-
-bool Op1bScan::FindNextGroup() {
-    const auto* const key = kPartitionPackKey.bytes;
-    std::vector<uint8_t> bytes;  // in front of `next`
-    for (uint64_t next = groupStart_ + 1; next < fileSize_;) {
-        readFailed_ = tooManyFrames_ = false;
-        position_ = next;
-        next = std::min((next / kSector + 1) * kSector, fileSize_);
-        const auto sector = Read(next - position_);
-        bytes.insert(bytes.end(), sector.begin(), sector.end());
-        if (sector.empty()) bytes.clear();
-        for (auto at = bytes.begin(); (at = std::search(at, bytes.end(), key, key + kPackKind)) != bytes.end(); ++at) {
-            if (GroupBeginsAt(next - static_cast<uint64_t>(bytes.end() - at))) return true;
-        }
-        // The last of them may be the first ones of a key.
-        bytes.erase(bytes.begin(), bytes.end() - static_cast<ptrdiff_t>(std::min(bytes.size(), kPackKind - 1)));
-    }
-    return false;
-}
-
-bool Op1bScan::GroupBeginsAt(uint64_t offset) {
-    readFailed_ = false;
-    position_ = offset;
-    const auto pack = ReadPack(kPictureSID);
-    Op1bElement picture;
-    const bool begins = pack && std::cmp_equal(pack->GetThisPartition(), offset) && StepOver(pack->GetLength()) &&
-                        (TakeElement(kAVCLongGOPElementKey, picture) || picture.size > 0);
-    position_ = offset;
-    return begins;
 }
 
 // What is there from the position on, and no more than asked for.

@@ -52,12 +52,7 @@ public:
     // The body begins at `start`, and the file has `fileSize` bytes. The allocator is that of the stream.
     Op1bScan(IStreamFileIO& stream, PieceAllocator& allocator, uint64_t start, uint64_t fileSize,
              const Op1bSound& sound)
-        : stream_(stream),
-          allocator_(allocator),
-          position_(start),
-          groupStart_(start),
-          fileSize_(fileSize),
-          sound_(sound) {}
+        : stream_(stream), allocator_(allocator), position_(start), fileSize_(fileSize), sound_(sound) {}
 
     enum class Found {
         kGroup,
@@ -67,17 +62,11 @@ public:
     };
     Found Next(Op1bGroup& group);
 
-    // Behind anything but kGroup: steps to the next place where a group begins, and says whether there is one; Next
-    // goes on there. It is a pack of a body partition with BodySID 1 that names its own place, and a picture follows
-    // it. What cannot be read is passed over.
-    bool FindNextGroup();
-
 private:
     std::vector<uint8_t> Read(uint64_t most);
     bool StepOver(uint64_t count);
     // The body partition pack at the position, when it has this BodySID.
     std::optional<CPartition> ReadPack(uint32_t bodySID);
-    bool GroupBeginsAt(uint64_t offset);
     // Each steps over what it names; false when that is not there, or not whole.
     // Of an element that is not whole it tells what there is.
     bool TakeElement(const MXFKEYTag& key, Op1bElement& element);
@@ -92,7 +81,6 @@ private:
     IStreamFileIO& stream_;
     PieceAllocator& allocator_;
     uint64_t position_;
-    uint64_t groupStart_;  // of the last group looked at
     uint64_t fileSize_;
     Op1bSound sound_;
     bool agrees_ = true;  // index and sound of the group, with its frames

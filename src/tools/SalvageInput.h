@@ -49,26 +49,38 @@ public:
     std::optional<uint64_t> Unreadable() const { return unreadable_; }
     // As many as there are.
     std::vector<uint8_t> Copy(uint64_t offset, uint64_t most) {
-        std::vector<uint8_t> bytes(static_cast<size_t>(offset >= size_ ? 0 : std::min(most, size_ - offset)));
-        if (!bytes.empty()) bytes.resize(Read(offset, bytes));
+        const size_t count = static_cast<size_t>(offset >= size_ ? 0 : std::min(most, size_ - offset));
+        if (const auto held = Held(offset); held.size() >= count)
+            return {held.begin(), held.begin() + static_cast<std::ptrdiff_t>(count)};
+        std::vector<uint8_t> bytes(count);
+        bytes.resize(Read(offset, bytes));
         return bytes;
     }
 
     // What stands from there on, up to a window's end: at least `least` bytes where the file has them. Small steps
-    // forwards read each byte once. It is good until the next call.
+    // forwards read each byte once, and the window grows with them: what stands in it is not read again. It is good
+    // until the next call.
     std::span<const uint8_t> Window(uint64_t offset, size_t least) {
         const uint64_t end = windowAt_ + window_.size();
-        if (offset < windowAt_ || offset > end ||
-            end - offset < std::min<uint64_t>(least, size_ - std::min(offset, size_))) {
-            window_ = Copy(offset, kWindow);
+        if (const auto held = Held(offset); held.size() >= least) return held;
+        if (offset < windowAt_ || offset > end || window_.size() >= kMostHeld) {
+            window_.clear();
             windowAt_ = offset;
         }
-        return std::span<const uint8_t>(window_).subspan(static_cast<size_t>(offset - windowAt_));
+        const auto more = Copy(windowAt_ + window_.size(), kWindow);
+        window_.insert(window_.end(), more.begin(), more.end());
+        return Held(offset);
     }
 
 private:
-    static constexpr uint64_t kWindow = 1 << 20;
+    static constexpr uint64_t kWindow = 1 << 20, kMostHeld = 32 << 20;
     static constexpr uint64_t kMostAtOnce = 64 << 20, kSector = 4096;
+
+    // Of the window, from there on.
+    std::span<const uint8_t> Held(uint64_t offset) const {
+        if (offset < windowAt_ || offset - windowAt_ > window_.size()) return {};
+        return std::span(window_).subspan(static_cast<size_t>(offset - windowAt_));
+    }
 
     FactoryFile file_;
     bool opened_ = false;

@@ -16,6 +16,7 @@
 #include "reader/Op1bHeader.h"
 #include "tools/FileCopy.h"
 #include "tools/Op1bBody.h"
+#include "tools/Op1bPlaces.h"
 #include "tools/Op1bSalvage.h"
 #include "tools/SalvageSheet.h"
 #include "writer/OwnPieces.h"
@@ -27,7 +28,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr uint64_t kLook = 8 << 20;  // bytes of pictures that tell their format
-constexpr size_t kMostPack = 1024;
 
 const char* const kOtherGroups = "reads back with other groups of frames than were found, and is not closed";
 
@@ -145,10 +145,8 @@ std::string MakeHeader(const SalvagePlan& plan, const SalvagedFile& file, const 
 }  // namespace
 
 bool HasOp1bBody(SalvageInput& source) {
-    const auto bytes = source.Copy(kOp1bHeaderSize, kMostPack);
-    CPartition pack;
-    return pack.SetData(bytes.data(), static_cast<uint32_t>(bytes.size())) == kStatusOk && pack.GetBodySID() == 1 &&
-           pack.GetThisPartition() == kOp1bHeaderSize;
+    const auto pack = BodyPackAt(source, kOp1bHeaderSize);
+    return pack && pack->GetBodySID() == kPictureSID;
 }
 
 void ScanOp1bFile(SalvagedFile& file, SalvageInput& source, const SalvageHeader& header, const SalvageChoice& choice,
