@@ -1,172 +1,29 @@
 #include "AccessUnits.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
+#include <cstddef>
+#include <cstdint>
 #include <fstream>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <random>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Program.h"
-#include "support/TemporaryFolder.h"
+#include "program/CodedPictures.h"
 
 namespace kmxf::program {
 namespace {
 
+using namespace coded;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-using Stream = std::vector<uint8_t>;
-
-// Syntax elements as ITU-T H.264, 9.1 has them.
-class Bits {
-public:
-    Bits& U(unsigned count, uint32_t value) {
-        for (unsigned i = count; i-- > 0;) bits_.push_back((value >> i & 1) != 0);
-        return *this;
-    }
-    Bits& UE(uint32_t value) {
-        unsigned length = 0;
-        while ((value + 1) >> (length + 1) != 0) ++length;
-        return U(length, 0).U(length + 1, value + 1);
-    }
-    Bits& SE(int32_t value) {
-        return UE(value > 0 ? 2 * static_cast<uint32_t>(value) - 1 : 2 * static_cast<uint32_t>(-value));
-    }
-    // The NAL unit, with a stop bit, emulation prevention, and a start code of 3 or 4 bytes.
-    Stream Nal(uint8_t head, bool longStartCode = true) const {
-        Stream bytes{0, 0, 0, 1, head};
-        if (!longStartCode) bytes.erase(bytes.begin());
-        auto all = bits_;
-        all.push_back(true);
-        all.resize((all.size() + 7) / 8 * 8);
-        size_t zeros = 0;
-        for (size_t at = 0; at < all.size(); at += 8) {
-            unsigned byte = 0;
-            for (size_t i = 0; i < 8; ++i) byte = byte << 1 | (all[at + i] ? 1U : 0U);
-            if (zeros >= 2 && byte <= 3) {
-                bytes.push_back(3);
-                zeros = 0;
-            }
-            zeros = byte == 0 ? zeros + 1 : 0;
-            bytes.push_back(static_cast<uint8_t>(byte));
-        }
-        return bytes;
-    }
-
-private:
-    std::vector<bool> bits_;
-};
-
-Stream operator+(Stream left, const Stream& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-
-struct Format {
-    uint32_t orderType = 0;
-    bool interlaced = false;
-    uint32_t widthInBlocks = 120;
-    bool weighted = false;
-    bool redundant = false;
-    uint32_t orderBits = 5;
-};
-
-constexpr uint32_t kFrameNumBits = 4;
-
-// Main profile, level 4, 1920 x 1088, cropped by 8 lines.
-Stream Sets(const Format& format = {}) {
-    Bits sps;
-    sps.U(8, 77).U(8, 0).U(8, 40).UE(0).UE(kFrameNumBits - 4).UE(format.orderType);
-    if (format.orderType == 0) sps.UE(format.orderBits - 4);
-    if (format.orderType == 1) sps.U(1, 0).SE(0).SE(0).UE(0);
-    sps.UE(4).U(1, 0).UE(format.widthInBlocks - 1).UE(format.interlaced ? 33 : 67).U(1, format.interlaced ? 0 : 1);
-    if (format.interlaced) sps.U(1, 0);
-    sps.U(1, 1).U(1, 0).U(1, 0);
-    Bits pps;
-    pps.UE(0).UE(0).U(1, 0).U(1, format.interlaced ? 1 : 0).UE(0).UE(1).UE(0);
-    pps.U(1, format.weighted ? 1 : 0).U(2, format.weighted ? 1 : 0).SE(0).SE(0).SE(0).U(2, 0);
-    pps.U(1, format.redundant ? 1 : 0);
-    return sps.Nal(0x67) + pps.Nal(0x68);
-}
-
-struct Picture {
-    char type = 'I';
-    uint32_t order = 0;  // pic_order_cnt_lsb
-    uint32_t frameNum = 0;
-    bool reference = true;
-    bool idr = false;
-    char field = ' ';  // 't', 'b'
-    bool endsOrder = false;
-    uint32_t redundant = 0;
-    int32_t deltaBottom = 0;
-};
-
-Stream Slice(const Picture& picture, const Format& format = {}, uint32_t firstBlock = 0, bool longStartCode = true) {
-    Bits slice;
-    slice.UE(firstBlock)
-        .UE(picture.type == 'P'   ? 0
-            : picture.type == 'B' ? 1
-                                  : 2)
-        .UE(0)
-        .U(kFrameNumBits, picture.frameNum);
-    if (format.interlaced) slice.U(1, picture.field == ' ' ? 0 : 1);
-    if (picture.field != ' ') slice.U(1, picture.field == 'b' ? 1 : 0);
-    if (picture.idr) slice.UE(0);
-    if (format.orderType == 0) slice.U(format.orderBits, picture.order);
-    if (format.orderType == 0 && format.interlaced && picture.field == ' ') slice.SE(picture.deltaBottom);
-    if (format.redundant) slice.UE(picture.redundant);
-    if (picture.type == 'B') slice.U(1, 1);
-    if (picture.type != 'I') slice.U(1, 1).UE(2);  // three references in list 0
-    if (picture.type == 'B') slice.UE(0);
-    if (picture.type != 'I') slice.U(1, 1).UE(0).UE(5).UE(2).UE(1).UE(3);  // list 0 is put in order
-    if (picture.type == 'B') slice.U(1, 0);
-    if (format.weighted && picture.type != 'I') {
-        slice.UE(5).UE(5);
-        for (int reference = 0; reference < (picture.type == 'B' ? 4 : 3); ++reference)
-            slice.U(1, 1).SE(-100).SE(20).U(1, 1).SE(1).SE(2).SE(3).SE(-64);
-    }
-    if (picture.reference && picture.idr) slice.U(2, 0);
-    if (picture.reference && !picture.idr) {
-        slice.U(1, picture.endsOrder ? 1 : 0);
-        if (picture.endsOrder) slice.UE(1).UE(0).UE(3).UE(7).UE(1).UE(5).UE(0);
-    }
-    for (uint32_t i = 0; i < 40; ++i) slice.U(8, 0x55 + i);
-    const unsigned importance = picture.reference ? 0x60 : 0;
-    return slice.Nal(static_cast<uint8_t>(importance | (picture.idr ? 5U : 1U)), longStartCode);
-}
-
-const Stream kDelimiter{0, 0, 0, 1, 0x09, 0xF0};
-const Stream kSEI{0, 0, 0, 1, 0x06, 0x05, 0x01, 0xAA, 0x80};
-
-// "I4 B0 b2": types in stored order with their place in display order; b is a B picture that others refer to, K an IDR
-// picture, each with its parameter sets.
-Stream Pictures(const std::string& text, const Format& format = {}) {
-    Stream stream;
-    uint32_t frameNum = 0;
-    std::istringstream words(text);
-    for (std::string word; words >> word;) {
-        Picture picture;
-        picture.idr = word[0] == 'K';
-        picture.type = word[0] == 'K' ? 'I' : word[0] == 'b' ? 'B' : word[0];
-        picture.reference = word[0] != 'B';
-        picture.order = 2 * static_cast<uint32_t>(std::stoul(word.substr(1))) % (1U << format.orderBits);
-        if (picture.idr) frameNum = 0;
-        picture.frameNum = frameNum % (1U << kFrameNumBits);
-        if (picture.reference) ++frameNum;
-        stream = stream + kDelimiter;
-        if (picture.type == 'I') stream = stream + Sets(format);
-        stream = stream + Slice(picture, format);
-    }
-    return stream;
-}
 
 // Brings `chunk` more bytes to hand at a time.
 class InChunks final : public StreamBytes {
@@ -657,75 +514,6 @@ TEST(AccessUnits, OfDamagedStreamsFailOrAreThere) {
         } catch (const Failure&) {
         }
     }
-}
-
-class Mapping : public testing::Test {
-protected:
-    ~Mapping() override {
-        if (descriptor_ >= 0) ::close(descriptor_);
-    }
-    std::unique_ptr<StreamBytes> Map(const Stream& stream) {
-        std::ofstream(path_, std::ios::binary)
-            .write(reinterpret_cast<const char*>(stream.data()), static_cast<std::streamsize>(stream.size()));
-        descriptor_ = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
-        return MappedStream(descriptor_, stream.size(), path_);
-    }
-
-    test::TemporaryFolder folder_;
-    std::string path_ = (folder_.Path() / "in.h264").string();
-    int descriptor_ = -1;
-};
-
-// Pictures of a megabyte and more, so that windows move within them.
-Stream LargePictures() {
-    Stream stream;
-    for (int i = 0; i < 8; ++i) {
-        stream = stream + Pictures(i == 0 ? "K0" : "P" + std::to_string(i)) +
-                 Stream(1000003 * static_cast<size_t>(i == 3 ? 9 : 1), 0x77);
-    }
-    return stream;
-}
-
-TEST_F(Mapping, GivesTheBytesOfTheFile) {
-    const Stream stream = LargePictures();
-    AccessUnits units(Map(stream), path_);
-    std::vector<AccessUnit> all;
-    while (auto unit = units.Next()) all.push_back(std::move(*unit));
-    ASSERT_EQ(all.size(), 8u);
-    uint64_t end = 0;
-    for (const AccessUnit& unit : all) {  // pieces live on behind the window
-        EXPECT_EQ(unit.offset, end);
-        end += unit.piece->GetSize();
-        EXPECT_TRUE(std::equal(unit.piece->GetBuffer(), unit.piece->GetBuffer() + unit.piece->GetSize(),
-                               stream.begin() + static_cast<std::ptrdiff_t>(unit.offset)));
-    }
-    EXPECT_EQ(end, stream.size());
-}
-
-TEST_F(Mapping, OfAnEmptyFileHasNoFrames) {
-    AccessUnits units(Map({}), path_);
-    EXPECT_FALSE(units.Next());
-}
-
-TEST_F(Mapping, OfAFileThatBecomesShorterFails) {
-    const Stream stream = LargePictures();
-    AccessUnits units(Map(stream), path_);
-    ASSERT_EQ(::truncate(path_.c_str(), 2000000), 0);
-    try {
-        while (units.Next()) continue;
-        FAIL() << "the bytes are not there";
-    } catch (const Failure& failure) {
-        EXPECT_EQ(failure.Status(), ExitStatus::kInput);
-        EXPECT_THAT(failure.what(), HasSubstr("cannot be read"));
-    }
-}
-
-TEST_F(Mapping, OfWhatIsNoFileIsNotThere) {
-    int ends[2];
-    ASSERT_EQ(::pipe(ends), 0);
-    EXPECT_EQ(MappedStream(ends[0], 100, "pipe"), nullptr);
-    ::close(ends[0]);
-    ::close(ends[1]);
 }
 
 }  // namespace

@@ -1,25 +1,20 @@
-// What goes into an OP-1b clip comes out of it: pictures, sound, ancillary data, what the header carries for others.
+// What goes into an OP-1b clip comes out of it: pictures, sound, ancillary data.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <memory>
-#include <numeric>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
-#include "kmxf/writer/Op1bBase.h"
+#include "roundtrip/Op1bComparing.h"
 #include "roundtrip/Op1bFormats.h"
 #include "roundtrip/Op1bRecording.h"
 #include "support/AccessUnits.h"
 #include "support/Completions.h"
-#include "support/HeapUse.h"
 #include "support/Hex.h"
 #include "support/LogRecorder.h"
-#include "support/SparseStream.h"
 #include "support/StreamKinds.h"
-#include "support/Walk.h"
 
 namespace kmxf::test {
 namespace {
@@ -29,28 +24,6 @@ using testing::IsEmpty;
 
 constexpr uint32_t kTypes[] = {0x0400C100, 0x0C00C100, 0x1000C100, 0x2000C100,
                                0x0400C200, 0x0C00C200, 0x1000C200, 0x2000C200};
-// Bytes of the file that a reader has open.
-std::vector<uint8_t> BytesAt(IStreamFileIO& stream, uint64_t offset, size_t size) {
-    CMemoryPiece piece(static_cast<uint32_t>(size));
-    EXPECT_EQ(stream.Seek(static_cast<int64_t>(offset), kSeekBegin), static_cast<int64_t>(offset));
-    EXPECT_EQ(stream.Read(&piece, 0), static_cast<int32_t>(size));
-    return {piece.GetBuffer(), piece.GetBuffer() + size};
-}
-
-std::vector<uint8_t> Aligned(std::vector<uint8_t> bytes) {
-    bytes.resize((bytes.size() + 3) / 4 * 4);
-    return bytes;
-}
-
-// The value of an ANC element without data, and the fill item behind it.
-const std::vector<uint8_t>& EmptyANC() {
-    static const auto kBytes = [] {
-        auto bytes = Hex("00 00  06 0E 2B 34 01 01 01 02 03 01 02 10 01 00 00 00  83 00 01 D6");
-        bytes.resize(492);
-        return bytes;
-    }();
-    return kBytes;
-}
 
 void RecordTo(IStreamFileIO& stream, const char* name, const Op1bClip& clip) {
     Completions completions;
@@ -68,74 +41,6 @@ void RecordTo(IStreamFileIO& stream, const char* name, const Op1bClip& clip) {
         EXPECT_EQ(each.status, 0);
         EXPECT_EQ(each.tag, 4);
     }
-}
-
-// At the high frame rates half of the origin is stored, rounded up.
-uint32_t OriginRead(const Op1bClip& clip) {
-    return clip.Standard().halfTimecode ? (clip.hidden + 1) / 2 * 2 : clip.hidden;
-}
-
-void ExpectProperties(CReadMXFOp1b& reader, const Op1bClip& clip) {
-    const uint32_t duration = clip.frames - clip.hidden;
-    EXPECT_EQ(reader.GetDuration(), duration);
-    EXPECT_EQ(reader.GetOrigin(), OriginRead(clip));
-    EXPECT_EQ(reader.GetPartitionFrame(), clip.Standard().groupFrames);
-    EXPECT_EQ(reader.GetVideoStandard(), clip.videoStd);
-    EXPECT_EQ(reader.GetCompressionType(), clip.compType);
-    EXPECT_EQ(reader.GetAudioCh(), clip.channels);
-    EXPECT_EQ(reader.GetSamplingRate(), clip.channels == 0 ? 0u : 48000u);
-    EXPECT_EQ(reader.GetBytesPerSample(), clip.channels == 0 ? 0 : clip.bytesPerSample);
-    const uint32_t samples = SamplesOf(clip.Standard(), duration);
-    EXPECT_EQ(reader.GetAudioDataSize(), clip.channels == 0 ? 0 : samples * clip.bytesPerSample);
-    EXPECT_FALSE(reader.IsValidDMS());
-}
-
-void ExpectPictures(CReadMXFOp1b& reader, IStreamFileIO& stream, const Op1bClip& clip) {
-    uint64_t streamOffset = 0;
-    for (uint32_t i = 0; i < clip.frames; ++i) {
-        const auto picture = Aligned(clip.Frame(i));
-        VIDEOFRAMEINFOTag info, filler;
-        MXFINDEXENTRYTag entry;
-        ASSERT_EQ(reader.GetVideoInfo(i, info), kStatusOk) << i;
-        ASSERT_EQ(info.size, picture.size()) << i;
-        ASSERT_TRUE(SameBytes(picture, BytesAt(stream, info.offset, info.size))) << i;
-        ASSERT_EQ(info.temporalOffset, clip.TemporalOffset(i)) << i;
-        ASSERT_EQ(info.keyFrameOffset, clip.KeyFrameOffset(i)) << i;
-        ASSERT_EQ(info.flags, clip.Flags(i)) << i;
-        ASSERT_EQ(reader.GetVideoInfoFiller(i, filler), kStatusOk) << i;
-        ASSERT_EQ(filler, info) << i;
-        ASSERT_EQ(reader.GetVideoIndexEntry(i, entry), kStatusOk) << i;
-        ASSERT_EQ(entry.streamOffset, streamOffset) << i;
-        ASSERT_EQ(reader.GetCodingPosition(i), int64_t{i} + clip.TemporalOffset(i)) << i;
-        streamOffset += 20 + picture.size();
-
-        ANCDATAINFOTag anc;
-        ASSERT_EQ(reader.GetANCInfo(i, anc), kStatusOk) << i;
-        ASSERT_EQ(anc.size, 2u) << i;
-        ASSERT_EQ(anc.hasData, 0) << i;
-        ASSERT_TRUE(SameBytes(EmptyANC(), BytesAt(stream, anc.offset, 492))) << i;
-    }
-    VIDEOFRAMEINFOTag info;
-    EXPECT_EQ(reader.GetVideoInfo(clip.frames, info), kStatusNotFound);
-}
-
-void ExpectSound(CReadMXFOp1b& reader, IStreamFileIO& stream, const Op1bClip& clip) {
-    const uint32_t most = clip.Standard().groupFrames;
-    for (uint32_t i = 0; i < clip.frames - clip.hidden; ++i) {
-        const uint32_t first = i / most * most, frames = std::min(most, clip.frames - first);
-        for (uint32_t c = 0; c < clip.channels; ++c) {
-            AUDIODATAINFOTag info;
-            ASSERT_EQ(reader.GetAudioInfo(i, c, info), kStatusOk) << i << ", channel " << c;
-            const auto sound = SoundOf(clip, c, i, 1);
-            ASSERT_TRUE(SameBytes(sound, BytesAt(stream, info.offset + info.position, sound.size())))
-                << i << ", channel " << c;
-            ASSERT_EQ(info.size, SoundOf(clip, c, first, frames).size()) << i << ", channel " << c;
-        }
-    }
-    AUDIODATAINFOTag info;
-    const int32_t beyond = clip.channels == 0 ? kStatusFailure : kStatusInvalidArgument;
-    EXPECT_EQ(reader.GetAudioInfo(0, clip.channels, info), beyond);
-    EXPECT_EQ(reader.GetAudioInfo(clip.frames - clip.hidden, 0, info), beyond);
 }
 
 void CheckClip(const Op1bClip& clip, IStreamFileIO& writing, IStreamFileIO& reading, const char* name) {
@@ -259,268 +164,6 @@ TEST(Op1bRoundTrip, BothLayoutsAnswerTheSame) {
         }
         EXPECT_EQ(answers[0], answers[1]);
     }
-}
-
-// --- what the header carries ---
-
-class Op1bHeaderRoundTrip : public testing::TestWithParam<bool> {
-protected:
-    Op1bHeaderRoundTrip() { SetFormat(writer_, clip_); }
-    void RecordAndOpen() {
-        ASSERT_TRUE(client_.Feed(writer_));
-        ASSERT_EQ(writer_.Close(), kStatusOk);
-        ASSERT_EQ(reader_.Open("clip.mxf", &stream_), kStatusOk);
-    }
-    // The text of an item in the only set of its kind.
-    std::string Text(std::string_view set, std::string_view item) {
-        const auto sets = Named(Walk(stream_.GetContents()), set);
-        EXPECT_EQ(sets.size(), 1u) << set;
-        const InspectedItem* found = sets.empty() ? nullptr : sets[0].Item(item);
-        return found == nullptr ? "no such item" : found->Text();
-    }
-
-    Op1bClip clip_{0x0100007C, 0x2000C100, 2, 2, 3, GetParam()};
-    CMemoryFileIO stream_;
-    Op1bClient client_{clip_};
-    CCreateMXFOp1b writer_;
-    CReadMXFOp1b reader_;
-};
-INSTANTIATE_TEST_SUITE_P(BothLayouts, Op1bHeaderRoundTrip, testing::Bool());
-
-TEST_P(Op1bHeaderRoundTrip, XMLOfEverySizeComesBack) {
-    for (const uint16_t size : {uint16_t{0}, uint16_t{1}, uint16_t{811}, uint16_t{65535}}) {
-        SCOPED_TRACE(size);
-        const auto xml = Noise(size, size);
-        SetFormat(writer_, clip_);
-        ASSERT_EQ(writer_.Open("clip.mxf", &stream_), kStatusOk);
-        ASSERT_EQ(writer_.SetXMLData(size == 0 ? EmptyANC().data() : xml.data(), size), kStatusOk);
-        RecordAndOpen();
-        ASSERT_EQ(reader_.GetXMLDataSize(), size);
-        std::vector<uint8_t> back(size + 1u, 0x77);
-        ASSERT_EQ(reader_.GetXMLData(back.data()), kStatusOk);
-        EXPECT_EQ(back.back(), 0x77);
-        back.pop_back();
-        EXPECT_TRUE(SameBytes(xml, back));
-        if (size != 0) {
-            EXPECT_TRUE(SameBytes(xml, BytesAt(stream_, static_cast<uint64_t>(reader_.GetXMLOffset()), size)));
-        }
-        reader_.Close();
-    }
-}
-
-// The greatest thumbnails: one leaves room for the smallest fill item, the other for none.
-TEST_P(Op1bHeaderRoundTrip, ThumbnailsUpToTheGreatestComeBack) {
-    for (const uint16_t size : {uint16_t{10854}, uint16_t{16011}, uint16_t{16031}}) {
-        SCOPED_TRACE(size);
-        const auto picture = Noise(size, size);
-        SetFormat(writer_, clip_);
-        ASSERT_EQ(writer_.Open("clip.mxf", &stream_), kStatusOk);
-        EXPECT_EQ(writer_.SetThumbnailData(picture.data(), 16012, 96, 54, 0), kStatusInvalidArgument);
-        ASSERT_EQ(writer_.SetThumbnailData(picture.data(), size, 96, 54, 0), kStatusOk);
-        ASSERT_EQ(writer_.SetThumbnailPosition(2), kStatusOk);
-        RecordAndOpen();
-        EXPECT_EQ(reader_.GetThumbnailType(), 0);
-        EXPECT_EQ(reader_.GetThumbnailWidth(), 96);
-        EXPECT_EQ(reader_.GetThumbnailHeight(), 54);
-        ASSERT_EQ(reader_.GetThumbnailDataSize(), size);
-        std::vector<uint8_t> back(size + 1u, 0x77);
-        ASSERT_EQ(reader_.GetThumbnailData(back.data()), kStatusOk);
-        EXPECT_EQ(back.back(), 0x77);
-        back.pop_back();
-        EXPECT_TRUE(SameBytes(picture, back));
-        reader_.Close();
-    }
-}
-
-TEST_P(Op1bHeaderRoundTrip, PlaceholdersStandInForXMLAndThumbnail) {
-    ASSERT_EQ(writer_.Open("clip.mxf", &stream_), kStatusOk);
-    RecordAndOpen();
-    ASSERT_EQ(reader_.GetXMLDataSize(), 6u);
-    uint8_t xml[6];
-    ASSERT_EQ(reader_.GetXMLData(xml), kStatusOk);
-    EXPECT_THAT(xml, ElementsAre('D', 'u', 'm', 'm', 'y', 0));
-    EXPECT_EQ(reader_.GetThumbnailWidth(), 80);
-    EXPECT_EQ(reader_.GetThumbnailHeight(), 45);
-    ASSERT_EQ(reader_.GetThumbnailDataSize(), 10854u);
-    std::vector<uint8_t> picture(10854, 0x77);
-    ASSERT_EQ(reader_.GetThumbnailData(picture.data()), kStatusOk);
-    EXPECT_EQ(std::count(picture.begin(), picture.end(), 0), 10854);
-}
-
-TEST_P(Op1bHeaderRoundTrip, UMIDAndNameComeBack) {
-    MXFUMIDTag umid;
-    std::iota(std::begin(umid.bytes), std::end(umid.bytes), uint8_t{0xE1});
-    writer_.SetUMID(umid);
-    ASSERT_EQ(writer_.SetPackageName("Stra\u00DFe \u3042"), kStatusOk);
-    ASSERT_EQ(writer_.Open("clip.mxf", &stream_), kStatusOk);
-    RecordAndOpen();
-    MXFUMIDTag back;
-    ASSERT_EQ(reader_.GetMaterialUID(back), kStatusOk);
-    EXPECT_EQ(back, umid);
-    EXPECT_EQ(Text("MaterialPackage", "PackageName"), "Stra\u00DFe \u3042");
-}
-
-TEST_P(Op1bHeaderRoundTrip, ANameThatDoesNotFitDoesNotCostTheRecording) {
-    ASSERT_EQ(writer_.SetPackageName(std::string(201, 'n')), kStatusOk);
-    ASSERT_EQ(writer_.Open("clip.mxf", &stream_), kStatusOk);
-    RecordAndOpen();
-    EXPECT_EQ(Text("MaterialPackage", "PackageName"), "");
-    ExpectPictures(reader_, stream_, clip_);
-}
-
-TEST_P(Op1bHeaderRoundTrip, DescriptiveMetadataComesBack) {
-    CDescriptiveMetadata metadata;
-    metadata.SetJobFunction("Kamera \u00E9");
-    metadata.SetFamilyName("Family");
-    metadata.SetFirstGivenName("Given");
-    metadata.SetProjectNumber("P-1");
-    metadata.SetProjectName("Project");
-    metadata.SetTakeNumber(513);
-    metadata.SetSceneNumber("12a");
-    writer_.SetDescriptiveMetadata(metadata);
-    ASSERT_EQ(writer_.Open("clip.mxf", &stream_), kStatusOk);
-    RecordAndOpen();
-    EXPECT_TRUE(reader_.IsValidDMS());
-    EXPECT_EQ(Text("Participant", "JobFunction"), "Kamera \u00E9");
-    EXPECT_EQ(Text("Person", "FamilyName"), "Family");
-    EXPECT_EQ(Text("Person", "FirstGivenName"), "Given");
-    EXPECT_EQ(Text("Project", "ProjectNumber"), "P-1");
-    EXPECT_EQ(Text("Project", "ProjectName"), "Project");
-    EXPECT_EQ(Text("ClipFramework", "TakeNumber"), "513");
-    EXPECT_EQ(Text("SceneFramework", "SceneNumber"), "12a");
-}
-
-// --- what reading costs ---
-
-TEST(Op1bRoundTrip, AFrameOfTheGroupThatIsHeldCostsNothingAndAnyOtherTwoReads) {
-    const Op1bClip clip{0x0200005E, 0x1000C100, 2, 2, 130};
-    const auto file = RecordClip(clip);
-    FaultyStream stream(file);
-    CReadMXFOp1b reader;
-    ASSERT_EQ(reader.Open("clip.mxf", &stream), kStatusOk);
-    VIDEOFRAMEINFOTag info;
-    AUDIODATAINFOTag sound;
-    uint32_t group = 0;
-    // Forth, back, and across.
-    std::vector<uint32_t> order(130);
-    std::iota(order.begin(), order.end(), 0);
-    order.insert(order.end(), order.rbegin(), order.rend());
-    for (uint32_t i = 0; i < 130; ++i) order.push_back(i * 61 % 130);
-    for (const uint32_t frame : order) {
-        const int all = stream.CountOfAll(), reads = stream.Count(Op::kRead);
-        ASSERT_EQ(reader.GetVideoInfo(frame, info), kStatusOk);
-        if (frame / 60 == group) {
-            ASSERT_EQ(stream.CountOfAll(), all) << frame;
-        } else {
-            ASSERT_EQ(stream.Count(Op::kRead), reads + 2) << frame;
-        }
-        group = frame / 60;
-        const int then = stream.CountOfAll();
-        ASSERT_EQ(reader.GetAudioInfo(frame, 1, sound), kStatusOk);
-        ASSERT_GE(reader.GetCodingPosition(frame), -1);
-        ASSERT_EQ(stream.CountOfAll(), then) << frame;
-    }
-}
-
-TEST(Op1bRoundTrip, TenHoursOpenInAFewReads) {
-    constexpr uint32_t kFrames = 10 * 3600 * 60, kGroups = kFrames / 120, kChannels = 4;
-    constexpr int64_t kPack = 156, kPictures = 120 * 24;
-    // As the writer has it, but all groups are of one size, and only what opening needs is there.
-    COp1bBase builder(0x0200007C, 0x2000C100, 3, kChannels);
-    ASSERT_EQ(builder.Initialize(), kStatusOk);
-    builder.SetDuration(kFrames);
-    builder.SetContainerDuration(kFrames);
-    SparseStream stream;
-    uint8_t* bytes = nullptr;
-    const auto put = [&](int64_t offset, uint32_t size) {
-        stream.Put(static_cast<uint64_t>(offset), {bytes, size});
-        std::free(bytes);
-    };
-    ASSERT_EQ(builder.GetHeaderData(&bytes), kStatusOk);
-    put(0, builder.GetHeaderSize());
-
-    for (uint32_t i = 0; i < 120; ++i) builder.AddIndexEntry(0, 0, 0x22, i * 24);
-    ASSERT_EQ(builder.SetBodyPartitionParamVideo(131072, 0, 120, false, true), kStatusOk);
-    const int64_t index = 131072 + kPack + kPictures;
-    ASSERT_EQ(builder.SetBodyPartitionParamVideo(index, 0, 120, true, false), kStatusOk);
-    const uint32_t indexSize = builder.GetBodyPartitionSize(true, false);
-    ASSERT_EQ(builder.GetBodyPartitionDataVideo(&bytes, true), kStatusOk);
-    put(index, indexSize);
-
-    constexpr int64_t kSound = 24 + 12 * 8008 * 3;  // 120 frames
-    int64_t offset = index + indexSize;
-    const auto enter = [&](uint32_t bodySID, int64_t size) {
-        builder.AddPartitionInfo({static_cast<uint64_t>(offset), bodySID});
-        offset += size;
-    };
-    for (uint32_t group = 0; group < kGroups; ++group) {
-        if (group > 0) {
-            enter(1, kPack + kPictures);
-            enter(0, indexSize);
-        }
-        enter(2, kPack + 120 * 512);
-        enter(0, kPack + 100);
-        for (uint32_t c = 0; c < kChannels; ++c) {
-            enter(3 + c, kPack + kSound);
-            enter(0, kPack + 100);
-        }
-    }
-    enter(0, kPack);  // the footer
-    ASSERT_EQ(builder.GetRandomIndexData(&bytes), kStatusOk);
-    put(offset, builder.GetRandomIndexSize());
-    ASSERT_GT(stream.Size(), uint64_t{20} << 30);
-
-    CReadMXFOp1b reader;
-    ASSERT_EQ(reader.Open("clip.mxf", &stream), kStatusOk);
-    const int reads = stream.Reads();
-    EXPECT_LE(reads, 10);
-    EXPECT_EQ(reader.GetDuration(), kFrames);
-    EXPECT_EQ(reader.GetAudioCh(), 4u);
-    VIDEOFRAMEINFOTag video;
-    ASSERT_EQ(reader.GetVideoInfo(119, video), kStatusOk);
-    EXPECT_EQ(video.offset, 131072u + 156 + 119 * 24 + 20);
-    AUDIODATAINFOTag sound;
-    ASSERT_EQ(reader.GetAudioInfo(kFrames - 1, 3, sound), kStatusOk);
-    EXPECT_EQ(sound.offset + sound.size + 2 * 156 + 100 - 156, static_cast<uint64_t>(offset) - 156);
-    EXPECT_EQ(sound.size, 12u * 8008 * 3);
-    EXPECT_EQ(sound.position, (11u * 8008 + 7208) * 3);
-    EXPECT_EQ(stream.Reads(), reads);
-    const LogRecorder quiet;
-    EXPECT_EQ(reader.GetVideoInfo(kFrames - 1, video), kStatusFailure) << "its index is not there";
-    EXPECT_LE(stream.Reads(), reads + 3);
-}
-
-// Frames of one byte and sound that costs the writer nothing: what it holds is what it must remember of a frame.
-TEST(Op1bRoundTrip, ALongRecordingHoldsAtMost32BytesAFrame) {
-    constexpr uint32_t kFrames = 100000;
-    constexpr size_t kConstant = 512 * 1024;  // builder, header, pieces
-    const Op1bClip clip{0x0200005E, 0x1000C100, 4};
-    CMemoryPiece frame("x", 1), block(SamplesOf(clip.Standard(), 60) * 2);
-    SparseStream stream(131072);
-    CCreateMXFOp1b writer;
-    SetFormat(writer, clip);
-    const size_t before = HeapBytes();
-    uint32_t writes = 0;
-    size_t most = 0;
-    stream.OnWrite([&] {
-        if (++writes % 16 != 0) return;
-        const size_t allowed = kConstant + size_t{32} * writer.GetDuration();
-        most = std::max(most, HeapBytes() - before);
-        ASSERT_LE(HeapBytes() - before, allowed) << "after " << writer.GetDuration() << " frames";
-    });
-    ASSERT_EQ(writer.Open("long.mxf", &stream), kStatusOk);
-    for (uint32_t i = 0; i < kFrames; ++i) {
-        ASSERT_EQ(writer.WriteVideo(&frame, 0, 0, 0x22), 4);
-        if ((i + 1) % 60 != 0) continue;
-        for (uint8_t c = 0; c < 4; ++c) ASSERT_EQ(writer.WriteAudio(&block, c), static_cast<int32_t>(block.GetSize()));
-        if (HasFailure()) return;
-    }
-    RecordProperty("BytesHeld", static_cast<int>(most));
-    EXPECT_GT(most, size_t{11} * kFrames) << "the index of every frame is kept for the footer";
-    stream.OnWrite({});  // at the end the footer is built from what was held
-    const LogRecorder log;
-    ASSERT_EQ(writer.Close(), kStatusOk);
-    EXPECT_EQ(log.Lines().size(), 1u) << "the sound of the last group is missing";
 }
 
 // --- recordings that end early ---

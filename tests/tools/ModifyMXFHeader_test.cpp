@@ -17,32 +17,13 @@
 #include "support/LogRecorder.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestData.h"
+#include "tools/HeaderEditing.h"
 
 namespace kmxf::test {
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr std::string_view kMaterialKey = "06 0E 2B 34 02 53 01 01 0D 01 01 01 01 01 36 00";
-constexpr std::string_view kInstance = "11 11 11 11 11 11 11 11 11 11 11 11 11 11 11 11";
-constexpr std::string_view kOldUMID =
-    "A0 A1 A2 A3 A4 A5 A6 A7 A8 A9 AA AB AC AD AE AF B0 B1 B2 B3 B4 B5 B6 B7 B8 B9 BA BB BC BD BE BF";
-constexpr std::string_view kShotUMID =
-    "06 0A 2B 34 01 01 01 05 01 01 0D 43 13 00 00 00 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F 10";
-// Behind the packs, the set's head (20), the InstanceUID (20), tag and length (4).
-constexpr size_t kUMIDAt = OpAtomFile::kSetsAt + 44;
-
-MXFUMIDTag ShotUMID() {
-    MXFUMIDTag umid;
-    std::ranges::copy(Hex(kShotUMID), umid.bytes);
-    return umid;
-}
-
-ByteVector MaterialPackage(std::string_view umid = kOldUMID) {
-    return Packet(kMaterialKey,
-                  Join({LocalItem("3C 0A", kInstance), LocalItem("44 01", umid), LocalItem("44 03", "00 00 00 00")}));
-}
 
 ByteVector FileWith(ByteVector sets, ByteVector essence = Hex("E0 E1 E2 E3")) {
     OpAtomFile file;
@@ -182,7 +163,7 @@ TEST_F(ModifyMXFHeader, FileWithoutAPackageUIDOf32BytesIsLeftAlone) {
     const std::string shorter(kOldUMID.substr(0, 31 * 3 - 1));
     for (const auto& sets : {
              ByteVector{},
-             Packet(kMaterialKey, LocalItem("3C 0A", kInstance)),
+             Packet(kMaterialKey, LocalItem("3C 0A", U('1'))),
              MaterialPackage(shorter),
              MaterialPackage(std::string(kOldUMID) + " 00"),
              MaterialPackage(""),
