@@ -1,5 +1,6 @@
 #include "StreamOutput.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +16,7 @@ namespace {
 
 // In whole samples of 2 and 3 bytes; what goes through memory stays in the processor's cache.
 constexpr size_t kCopySize = 6 * (size_t{32} << 10);
+constexpr uint64_t kSyncStep = 8 << 20;
 constexpr size_t kCopyInKernelSize = size_t{16} << 20;  // Ctrl-C is looked at in between
 
 void WriteAll(int descriptor, std::span<const uint8_t> bytes, const std::string& name) {
@@ -56,7 +58,17 @@ void StreamOutput::Write(std::span<const uint8_t> bytes) {
     } else {
         WriteAll(descriptor_, bytes, name_);
     }
-    written_ += bytes.size();
+    CountWritten(bytes.size());
+}
+
+// What was written goes on to the medium while the rest is still to come. That is a hint: what fails fails again when
+// the file is published.
+void StreamOutput::CountWritten(size_t count) {
+    written_ += count;
+    if (!file_ || written_ - begun_ < kSyncStep) return;
+    ::sync_file_range(descriptor_, static_cast<off_t>(begun_), static_cast<off_t>(written_ - begun_),
+                      SYNC_FILE_RANGE_WRITE);
+    begun_ = written_;
 }
 
 void StreamOutput::Copy(const InputFile& from, ByteRange range, const std::function<void(uint64_t)>& copied) {
@@ -85,7 +97,7 @@ bool StreamOutput::CopyInKernel(const InputFile& from, const ByteRange& range, s
     count = static_cast<size_t>(copied);
     statistics.bytesRead += count;
     statistics.bytesWritten += count;
-    written_ += count;
+    CountWritten(count);
     return true;
 }
 

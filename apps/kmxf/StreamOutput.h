@@ -45,6 +45,7 @@ public:
 
 private:
     bool CopyInKernel(const InputFile& from, const ByteRange& range, size_t& count);
+    void CountWritten(size_t count);
     void CopyToStandardOutput();
 
     struct FileCloser {
@@ -60,6 +61,7 @@ private:
     bool inKernel_;                // until the system shows that it cannot: a pipe, another file system
     std::vector<uint8_t> buffer_;  // for what it cannot
     uint64_t written_ = 0;         // bytes of essence
+    uint64_t begun_ = 0;           // of them on their way to the medium
 };
 
 }  // namespace kmxf::program
