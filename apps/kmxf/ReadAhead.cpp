@@ -14,7 +14,7 @@ namespace kmxf::program {
 
 namespace {
 
-constexpr uint64_t kStep = 8 << 20;
+constexpr uint64_t kStep = 128 << 10;  // the system reads no more at once than the device is set to
 
 void Read(const std::stop_token& stop, const std::string& path) try {
     const InputFile file(path);

@@ -61,10 +61,10 @@ bool FileCopy::Filled(size_t count) {
 
 bool FileCopy::Write(StreamPiece* piece) { return std::cmp_equal(stream_->Write(piece, 0, 0), piece->GetSize()); }
 
-// In the order of the writes.
-void FileCopy::CallbackForWriteComplete(uint64_t id, int32_t, int32_t) {
+// Once for each write, in their order.
+void FileCopy::CallbackForWriteComplete(uint64_t, int32_t, int32_t) {
     const std::lock_guard lock(mutex_);
-    done_ = std::max(done_, id);
+    ++done_;
     completed_.notify_one();
 }
 

@@ -154,10 +154,15 @@ SalvageHeader ReadSalvageHeader(IByteSource& file) {
     const auto bytes = Copy(file, 0, kMostHeader);
     HeaderSource source(bytes);
     CInspector inspector(source);
+    bool sound = true;  // up to here
     while (const auto packet = inspector.Next()) {
         if (packet->kind == PacketKind::kPartition) {
             // Behind a second pack comes essence. Sets can be there though the pack in front of them is gone.
-            if (header.found || packet->name != "HeaderPartitionPack") break;
+            if (header.found || packet->name != "HeaderPartitionPack") {
+                const auto next = sound ? inspector.Next() : std::nullopt;
+                if (next && next->kind == PacketKind::kEssence) header.essence = next->ValueOffset();
+                break;
+            }
             header.found = true;
             ReadPacks(file, inspector.Items(*packet), header);
         } else if (packet->kind == PacketKind::kEssence) {
@@ -165,6 +170,7 @@ SalvageHeader ReadSalvageHeader(IByteSource& file) {
         } else if (packet->kind == PacketKind::kSet && header.metadata.sets.size() < kMostPackets) {
             header.metadata.sets.push_back({*packet, inspector.Items(*packet)});
         }
+        sound = sound && packet->kind != PacketKind::kDamage && packet->whole;
     }
     header.metadata.Follow();
     ReadTracks(header);

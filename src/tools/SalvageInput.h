@@ -34,7 +34,7 @@ public:
             const uint64_t here = std::min<uint64_t>(step - at % step, bytes.size() - done);
             const bool there = file_->Seek(static_cast<int64_t>(at), kSeekBegin) >= 0;
             const int32_t count = there ? file_->Read(bytes.data() + done, static_cast<uint32_t>(here)) : -1;
-            if (count < 0 && step == kMostAtOnce && here > kSector) {
+            if (count < 0 && step == kMostAtOnce && at % kSector + here > kSector) {
                 step = kSector;  // up to the sector that fails
                 continue;
             }

@@ -34,10 +34,9 @@ struct CSalvageMXFOp1b::Run {
     void Execute() {
         SetThread();
         const int32_t outcome = Salvage();
+        Reach(State::kNotifies);
         notify->Notify(kSalvageFinished, outcome);
-        const std::lock_guard lock(mutex);
-        finished = true;
-        changed.notify_all();
+        Reach(State::kFinished);
     }
     // The file is closed when it returns.
     int32_t Salvage() try {
@@ -59,28 +58,37 @@ struct CSalvageMXFOp1b::Run {
         const std::lock_guard lock(mutex);
         thread = std::this_thread::get_id();
     }
-    bool IsFinished() {
+    // With its final notification a run is over for the client, who may begin another one within it.
+    enum class State { kRuns, kNotifies, kFinished };
+    void Reach(State reached) {
         const std::lock_guard lock(mutex);
-        return finished;
+        state = reached;
+        changed.notify_all();
+    }
+    bool Has(State reached) {
+        const std::lock_guard lock(mutex);
+        return state >= reached;
     }
     void Wait(std::chrono::milliseconds most) {
         std::unique_lock lock(mutex);
-        changed.wait_for(lock, most, [this] { return finished; });
+        changed.wait_for(lock, most, [this] { return state == State::kFinished; });
     }
     // At once on the run's own thread.
     void WaitForEnd() {
+        if (before) before->WaitForEnd();
         std::unique_lock lock(mutex);
-        changed.wait(lock, [this] { return finished || thread == std::this_thread::get_id(); });
+        changed.wait(lock, [this] { return state == State::kFinished || thread == std::this_thread::get_id(); });
     }
 
     const std::string fileName;
     ISalvageMXFNotify* const notify;
     std::atomic<bool> cancel{false};
+    std::shared_ptr<Run> before;  // which was still in its final notification
 
     std::mutex mutex;  // of what follows
     std::condition_variable changed;
     std::thread::id thread;
-    bool finished = false;
+    State state = State::kRuns;
     SalvagedClip clip;
 };
 
@@ -111,8 +119,9 @@ int32_t CSalvageMXFOp1b::Salvage(ISalvageMXFNotify* notify) {
     }
     {
         const ScopedLock lock(lock_);
-        if (run_ && !run_->IsFinished()) return kStatusWrongState;
+        if (run_ && !run_->Has(Run::State::kNotifies)) return kStatusWrongState;
         last = std::exchange(run_, run);
+        if (last && !last->Has(Run::State::kFinished)) run->before = last;
     }
     constexpr int32_t kNotStarted = 1;  // whatever else is answered, it runs
     int32_t started = kNotStarted;

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <utility>
 
 #include "core/Labels.h"
 #include "core/Layout.h"
@@ -119,6 +120,9 @@ void Recognise(Scanned& scanned, const SalvageChoice& choice, bool beside) {
     }
     if (header.otherPattern)
         return GiveUp(file, "it is an MXF file of another operational pattern than OP-Atom and OP-1b");
+    if (header.essence && *header.essence != kEssenceOffset)
+        return GiveUp(file, "its essence begins at byte " + std::to_string(*header.essence) + ", not at " +
+                                std::to_string(kEssenceOffset) + " as in the recordings that can be mended");
     if (header.IsPicture()) {
         scanned.format = {header.metadata.picture->videoStd, header.metadata.picture->compType, header.consumerDV};
         file.content = SalvageContent::kPicture;
@@ -346,11 +350,16 @@ void Complete(SalvagePlan& plan, const SalvageHeader& other) {
     }
 }
 
-// Whether packet follows packet in a file, from its beginning to its end.
+// Whether packet follows packet in a file, from its beginning to its end, and no table that a pack announces is
+// missing.
 bool HoldsTogether(const Scanned& scanned) {
     CInspector inspector(*scanned.source);
-    while (const auto packet = inspector.Next())
-        if (packet->kind == PacketKind::kDamage || !packet->whole) return false;
+    while (const auto partition = inspector.NextPartition()) {
+        for (const InspectedPacket& packet : partition->packets)
+            if (packet.kind == PacketKind::kDamage || !packet.whole) return false;
+        const uint64_t content = partition->packets.back().End() - partition->packets.front().End();
+        if (partition->pack && std::cmp_less(content, partition->pack->GetIndexByteCount())) return false;
+    }
     return true;
 }
 
@@ -629,6 +638,7 @@ std::vector<std::string> FindSalvageFiles(const std::string& path) {
 SalvagePlan ScanForSalvage(const std::vector<std::string>& paths, const SalvageChoice& choice,
                            const SalvageIndexer& indexer) {
     SalvagePlan plan;
+    plan.alone = choice.alone;
     if (paths.empty()) return plan;
     std::vector<SalvagedFile> files(paths.size());
     std::vector<Scanned> all;

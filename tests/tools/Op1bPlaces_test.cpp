@@ -68,6 +68,17 @@ TEST_F(Op1bPlaces, SectorsThatCannotBeReadArePassedOver) {
     }
 }
 
+TEST_F(Op1bPlaces, PackInFrontOfASectorThatCannotBeReadIsFound) {
+    const uint64_t border = kHeader + 2 * 4096;
+    MoveGroupTo(border - 600);
+    const std::string path = Written();
+    const FailingDisk disk(static_cast<int64_t>(border), static_cast<int64_t>(border) + 4096);
+    SalvageInput source(path);
+    EXPECT_EQ(FindGroup(source, kHeader + 1), border - 600);
+    EXPECT_EQ(source.Copy(border - 500, 1024).size(), 500u);
+    EXPECT_EQ(source.Unreadable(), border);
+}
+
 // The window holds what was read in small steps, up to 32 MiB.
 TEST_F(Op1bPlaces, StretchThatWasSearchedIsNotReadAgain) {
     const std::string path = Written();

@@ -156,6 +156,22 @@ TEST_F(SalvageMXFOp1b, RunGoesOnBehindTheCallAndRefusesAnother) {
     EXPECT_EQ(slow.GetDuration(), 50);
 }
 
+TEST_F(SalvageMXFOp1b, RunIsOverWithItsFinalNotification) {
+    Notes second;
+    int32_t status = -1;
+    {
+        CSalvageMXFOp1b again;
+        again.SetFilename("/nowhere/clip.mxf");
+        Notes first([&](Note note) {
+            if (note.first == kSalvageFinished) status = again.Salvage(&second);
+        });
+        EXPECT_EQ(again.Salvage(&first), kStatusOk);
+        EXPECT_THAT(first.UntilTheEnd(), ElementsAre(kFailed));
+        EXPECT_EQ(status, kStatusOk);
+    }
+    EXPECT_THAT(second.UntilTheEnd(), ElementsAre(kFailed)) << "the destructor has waited for both";
+}
+
 TEST_F(SalvageMXFOp1b, DestructorCancelsAndWaits) {
     const Bytes file = Record(RecordedClip{.channels = 0, .frames = 150}, false);
     FaultyStream reading(file);

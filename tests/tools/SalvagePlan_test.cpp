@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "support/FailingDisk.h"
+#include "support/Hex.h"
 #include "support/TestData.h"
 #include "tools/SalvageFiles.h"
 
@@ -46,6 +47,70 @@ TEST(SalvagePlan, EveryFamilyKeepsEveryWholeFrameWhereverItIsCut) {
             EXPECT_TRUE(again.IsComplete());
             EXPECT_FALSE(again.LosesAnything());
         }
+    }
+}
+
+// What is missing of its end can be no more than a table that was whole.
+TEST(SalvagePlan, ClosedFileThatIsCutAnywhereInItsFooterIsNotComplete) {
+    for (const Family& family : {kFamilies[0], kFamilies[5]}) {
+        SCOPED_TRACE(family.name);
+        Clip clip;
+        const Bytes essence = Frames(family, 2);
+        const Bytes whole = Clip::Get(clip.Add(
+            "C.mxf", {.videoStd = family.videoStd, .compType = family.compType, .clipType = 0x100}, essence, true));
+        const size_t footer = kHeader + family.inFront + essence.size();
+        for (size_t size = footer; size < whole.size(); size += 4) {
+            SCOPED_TRACE(size);
+            const std::string path =
+                clip.Put("C.mxf", Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
+            const SalvagePlan plan = ScanForSalvage({path});
+            ASSERT_FALSE(plan.IsComplete());
+            EXPECT_EQ(plan.duration, 2);
+            EXPECT_FALSE(plan.LosesAnything());
+            ExpectSalvaged(plan);
+        }
+    }
+}
+
+TEST(SalvagePlan, FileWhoseEssenceBeginsElsewhereIsNotTouched) {
+    Clip clip;
+    const auto expectRefused = [&](const Bytes& file, const std::string& place) {
+        SCOPED_TRACE(place);
+        const std::string path = clip.Put("X.mxf", file);
+        const SalvagePlan plan = ScanForSalvage({path});
+        EXPECT_TRUE(plan.IsHopeless());
+        EXPECT_EQ(plan.files[0].reason,
+                  "its essence begins at byte " + place + ", not at 32768 as in the recordings that can be mended");
+        EXPECT_TRUE(CarryOutSalvage(plan, InPlace(plan)).done);
+        EXPECT_EQ(Clip::Get(path), file);
+    };
+    for (const bool close : {false, true}) {
+        const Bytes whole = Clip::Get(clip.Add("C.mxf", {.clipType = 0x100}, DVFrames(120000, 2), close));
+        Bytes behindRunIn(100, 0x20);
+        behindRunIn.insert(behindRunIn.end(), whole.begin(), whole.end());
+        expectRefused(behindRunIn, "32868");
+
+        const Bytes fill = Hex("06 0E 2B 34 01 01 01 02 03 01 02 10 01 00 00 00 83");
+        Bytes smaller = whole;
+        const auto item = std::search(smaller.begin(), smaller.end(), fill.begin(), fill.end());
+        ASSERT_LT(item - smaller.begin(), 20000);
+        ASSERT_GE(item[18], 0x20);
+        item[18] = static_cast<uint8_t>(item[18] - 0x20);
+        smaller.erase(item + 20, item + 20 + 8192);
+        expectRefused(smaller, "24576");
+    }
+}
+
+TEST(SalvagePlan, FilesTakenForThemselvesAreNotHeldAgainstTheirClip) {
+    for (const bool alone : {false, true}) {
+        Clip clip;
+        const std::string path = clip.Add("C00.mxf", {.compType = 0, .clipType = 0x102}, Noise(3204, 3));
+        const SalvagePlan plan = ScanForSalvage({path}, {.videoStd = VIDEO_STD_59_94I, .alone = alone});
+        const SalvageResult result = CarryOutSalvage(plan, InPlace(plan));
+        EXPECT_EQ(result.failure, "");
+        const auto isOfTheClip = [](const CheckFinding& finding) { return finding.rule.starts_with("CL-"); };
+        EXPECT_EQ(std::ranges::none_of(result.findings, isOfTheClip), alone);
+        EXPECT_EQ(result.findings.empty(), alone);
     }
 }
 

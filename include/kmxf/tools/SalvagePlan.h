@@ -26,6 +26,7 @@ struct SalvageChoice {
     std::optional<uint32_t> compType{};        // of the pictures
     std::optional<uint16_t> bytesPerSample{};  // of the sound, 2 or 3
     bool trustTail = false;                    // frames at the end count as whole when all their bytes are there
+    bool alone = false;                        // the files are taken for themselves: their clip may have others
     bool keepComplete = false;  // complete sound that is longer than the pictures stays; else it comes to be as long
     // The format of AVC Long-GOP pictures, told by themselves: asked when no header tells it. `pictures` are the first
     // ones of a clip as they are stored, one behind the other.
@@ -101,6 +102,7 @@ struct KMXF_API SalvagePlan {
     std::vector<SalvagedFile> files;  // pictures first, then sound by channels
     int64_t duration = 0;             // frames that all files have afterwards
     uint32_t clipType = 0;
+    bool alone = false;  // as chosen
     MXFUMIDTag materialUMID;
     bool newMaterialUMID = false;  // no header holds one any more
     std::string packageName;
