@@ -392,6 +392,15 @@ void ScanClip(Scanned& scanned, const SalvageChoice& choice, const SalvageIndexe
     if (!scanned.IsGivenUp()) SayRebuilt(scanned, file);
 }
 
+// A file of pictures without one, not for want of reading it.
+bool HoldsNoPicture(const Scanned& each) {
+    const SalvagedFile& file = each.file;
+    const bool empty = file.content == SalvageContent::kPicture ||
+                       (file.content == SalvageContent::kUnknown && file.fileSize <= kEssenceOffset);
+    return empty && each.IsGivenUp() && !NameOf(file.path).channel && each.source->IsOpened() &&
+           !each.source->Unreadable();
+}
+
 // What is the same in all files of the clip, from the headers that were finished.
 void Identify(SalvagePlan& plan, const std::vector<Scanned>& all) {
     const Scanned* final = nullptr;
@@ -407,6 +416,8 @@ void Identify(SalvagePlan& plan, const std::vector<Scanned>& all) {
         if (header == nullptr && type != 0) header = &each;
         if (final == nullptr && each.header.IsFinal()) final = &each;
     }
+    // Pictures of which nothing came to the medium are no part of what is left.
+    if (pictures == 0 && std::ranges::any_of(all, HoldsNoPicture)) announced &= 0xFF;
     // A recording that was cut off early may not have begun all files that it announced.
     const bool complete = pictures > 0 && lastSound == sounds;
     const bool asFound = header == nullptr || (final == nullptr && complete);

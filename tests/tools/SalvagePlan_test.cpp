@@ -101,6 +101,24 @@ TEST(SalvagePlan, FileWhoseEssenceBeginsElsewhereIsNotTouched) {
     }
 }
 
+TEST(SalvagePlan, PicturesOfWhichNothingIsThereAreNoPartOfWhatIsLeft) {
+    for (const size_t size : {size_t{0}, size_t{100}, kHeader, kHeader + 1000}) {
+        SCOPED_TRACE(size);
+        Clip clip;
+        const Bytes picture = Clip::Get(clip.Add("C.mxf", {.clipType = 0x102}, DVFrames(120000, 1)));
+        const std::string path =
+            clip.Put("C.mxf", Bytes(picture.begin(), picture.begin() + static_cast<std::ptrdiff_t>(size)));
+        clip.Add("C00.mxf", {.compType = 0, .clipType = 0x102}, Noise(22424, 3));
+        clip.Add("C01.mxf", {.compType = 0, .clipType = 0x102, .channel = 1}, Noise(22424, 4));
+        const SalvagePlan plan = ScanForSalvage(FindSalvageFiles(clip.Path("C.mxf")));
+        ASSERT_EQ(plan.files.size(), 3u);
+        EXPECT_EQ(plan.duration, 7);
+        EXPECT_EQ(plan.clipType, 0x002u);
+        ExpectSalvaged(plan);
+        EXPECT_EQ(Clip::Get(path).size(), size) << "it is left as it is";
+    }
+}
+
 TEST(SalvagePlan, FilesTakenForThemselvesAreNotHeldAgainstTheirClip) {
     for (const bool alone : {false, true}) {
         Clip clip;
