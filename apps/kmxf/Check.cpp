@@ -1,5 +1,6 @@
 #include "kmxf/tools/Check.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -12,51 +13,78 @@ namespace kmxf::program {
 
 namespace {
 
-struct Options {
+struct CheckOptions {
     std::vector<std::string> files;
     bool json = false, only = false;
 };
 
 using Paths = std::vector<std::string>;
 
-struct ClipsToCheck {
-    std::vector<Paths> clips;
-    ExitStatus status = ExitStatus::kDone;
+// Finds what is to be checked: the files of clips together, and by themselves those that do not even tell what they
+// are, which have the most to be told about.
+class Finder {
+public:
+    explicit Finder(bool only) : only_(only) {}
+
+    std::vector<Paths> Find(const Paths& paths) {
+        std::vector<Clip> clips;
+        try {
+            clips = FindAll(paths);
+        } catch (const ClipError&) {
+            clips = FindAll(Known(paths));
+        }
+        std::vector<Paths> found;
+        for (const Clip& clip : clips) {
+            Paths& files = found.emplace_back();
+            for (const FileInfo& file : clip.files) files.push_back(file.path);
+        }
+        for (const std::string& path : strange_) found.push_back({path});
+        return found;
+    }
+    // kInput when a folder cannot be looked through.
+    ExitStatus Status() const { return status_; }
+
+private:
+    std::vector<Clip> FindAll(const Paths& paths) {
+        opened_.clear();
+        const auto open = [this](const std::string& path) {
+            opened_ = path;
+            return OpenSource(path);
+        };
+        return kmxf::FindClips(paths, only_, open, [this](const ClipError&) { AddStrange(opened_); });
+    }
+
+    // The paths that lead to clips.
+    Paths Known(const Paths& paths) {
+        Paths known;
+        for (const std::string& path : paths) {
+            try {
+                FindAll({path});
+                known.push_back(path);
+            } catch (const ClipError& error) {
+                std::error_code ignored;
+                if (opened_.empty()) {  // a folder
+                    Say(error.what());
+                    status_ = ExitStatus::kInput;
+                    continue;
+                }
+                AddStrange(opened_);
+                // It may be another one of its clip that cannot be read.
+                if (!std::filesystem::is_directory(path, ignored)) AddStrange(path);
+            }
+        }
+        return known;
+    }
+
+    void AddStrange(const std::string& path) {
+        if (std::ranges::find(strange_, path) == strange_.end()) strange_.push_back(path);
+    }
+
+    bool only_;
+    std::string opened_;  // the last one
+    Paths strange_;
+    ExitStatus status_ = ExitStatus::kDone;
 };
-
-bool IsRecognised(const std::string& path) try {
-    ReadClipFile(*OpenSource(path), path);
-    return true;
-} catch (const ClipError&) {
-    return false;
-}
-
-ClipsToCheck PathsOf(const FoundClips& found) {
-    ClipsToCheck result{{}, found.status};
-    for (const Clip& clip : found.clips) {
-        Paths& paths = result.clips.emplace_back();
-        for (const FileInfo& file : clip.files) paths.push_back(file.path);
-    }
-    return result;
-}
-
-ClipsToCheck FindClipsToCheck(const Options& o) {
-    try {
-        return PathsOf(FindClips(o.files, o.only));
-    } catch (const Failure& failure) {
-        if (failure.Status() != ExitStatus::kInput) throw;
-    }
-    // Files that do not even tell what they are have the most to be told about: they are looked at one by one.
-    Paths known, strange;
-    for (const std::string& path : o.files) {
-        std::error_code error;
-        const bool isKnown = std::filesystem::is_directory(path, error) || IsRecognised(path);
-        (isKnown ? known : strange).push_back(path);
-    }
-    ClipsToCheck result = PathsOf(FindClips(known, o.only));
-    for (const std::string& path : strange) result.clips.push_back({path});
-    return result;
-}
 
 std::vector<CheckFinding> CheckFiles(const Paths& paths, bool apart) {
     std::vector<std::unique_ptr<IByteSource>> files;
@@ -91,44 +119,47 @@ void Print(const std::string& path, const CheckFinding& finding) {
                 std::string(finding.rule).c_str(), finding.expected.c_str(), finding.found.c_str());
 }
 
-ExitStatus Check(const Options& o) try {
-    auto [clips, status] = FindClipsToCheck(o);
+ExitStatus Check(const CheckOptions& o) {
+    Finder finder(o.only);
+    const auto clips = finder.Find(o.files);
+    ExitStatus status = finder.Status();
     nlohmann::ordered_json files = nlohmann::ordered_json::array(), list = files;
     bool clean = true;
-    for (const Paths& paths : clips) {
-        std::vector<bool> isMXF(paths.size(), true);
-        for (const CheckFinding& finding : CheckFiles(paths, o.only)) {
-            const std::string& path = paths[finding.file];
-            if (finding.rule == kCheckRuleNoMXF) {
-                isMXF[finding.file] = false;
-                Say(path + ": is not an MXF file (offset 0)");
-                status = ExitStatus::kInput;
-                continue;
+    for (const Paths& paths : clips) try {
+            std::vector<bool> isMXF(paths.size(), true);
+            for (const CheckFinding& finding : CheckFiles(paths, o.only)) {
+                const std::string& path = paths[finding.file];
+                if (finding.rule == kCheckRuleNoMXF) {
+                    isMXF[finding.file] = false;
+                    Say(path + ": is not an MXF file (offset 0)");
+                    status = ExitStatus::kInput;
+                    continue;
+                }
+                clean = false;
+                if (o.json) {
+                    list.push_back(Json(path, finding));
+                } else {
+                    Print(path, finding);
+                }
             }
-            clean = false;
-            if (o.json) {
-                list.push_back(Json(path, finding));
-            } else {
-                Print(path, finding);
-            }
+            for (size_t i = 0; i < paths.size(); ++i)
+                if (isMXF[i]) files.push_back(paths[i]);
+        } catch (const ClipError& error) {
+            Say(error.what());
+            status = ExitStatus::kInput;
         }
-        for (size_t i = 0; i < paths.size(); ++i)
-            if (isMXF[i]) files.push_back(paths[i]);
-    }
     if (o.json) {
         const nlohmann::ordered_json out{{"schema", "kmxf/1"}, {"files", files}, {"findings", list}};
         std::printf("%s\n", out.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
     }
     return clean || status != ExitStatus::kDone ? status : ExitStatus::kFindings;
-} catch (const ClipError& error) {
-    throw Failure(ExitStatus::kInput, error.what());
 }
 
 }  // namespace
 
 Run AddCheck(CLI::App& app) {
-    auto options = std::make_shared<Options>();
-    Options& o = *options;
+    auto options = std::make_shared<CheckOptions>();
+    CheckOptions& o = *options;
     CLI::App* check =
         app.add_subcommand("check", "Holds files against the rules of their layout, and against each other");
     check->add_option("FILE", o.files, "A file of the clip, or its folder")->required();

@@ -1,9 +1,12 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 
 #include "Program.h"
+
+namespace CLI {
+class App;
+}
 
 // Each command adds itself to the program; what it returns runs it when the user named it.
 namespace kmxf::program {

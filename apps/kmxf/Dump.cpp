@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
@@ -15,7 +16,7 @@ namespace kmxf::program {
 
 namespace {
 
-struct Options {
+struct DumpOptions {
     std::string file, map;
     bool json = false, force = false, only = false;
 };
@@ -86,7 +87,7 @@ void CheckOutput() {
         Fail(ExitStatus::kOutput, "standard output", "cannot be written: " + ErrorText(errno));
 }
 
-void WriteMap(const FileMap& map, const Options& o) {
+void WriteMap(const FileMap& map, const DumpOptions& o) {
     const bool html = o.map.ends_with(".html");
     const std::string text = html ? map.Html() : map.Svg();
     StreamOutput output(o.map, o.force, std::nullopt);
@@ -97,7 +98,7 @@ void WriteMap(const FileMap& map, const Options& o) {
     PublishAll(files);
 }
 
-ExitStatus Dump(const Options& o) try {
+ExitStatus Dump(const DumpOptions& o) try {
     const auto source = OpenSource(o.file);
     CInspector inspector(*source);
     std::optional<FileMap> map;
@@ -132,8 +133,8 @@ ExitStatus Dump(const Options& o) try {
 }  // namespace
 
 Run AddDump(CLI::App& app) {
-    auto options = std::make_shared<Options>();
-    Options& o = *options;
+    auto options = std::make_shared<DumpOptions>();
+    DumpOptions& o = *options;
     CLI::App* dump = app.add_subcommand("dump", "Shows a file as it lies on disk, packet by packet");
     dump->add_option("FILE", o.file, "Any KLV file, also a damaged one")->required();
     dump->add_flag("--json", o.json, "One JSON document");

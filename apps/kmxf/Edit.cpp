@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -18,6 +19,7 @@
 #include "core/LocalTags.h"
 #include "kmxf/core/KLV.h"
 #include "kmxf/core/Status.h"
+#include "kmxf/structures/Inspect.h"
 #include "kmxf/tools/ModifyMXFHeaderData.h"
 #include "kmxf/tools/SalvagePlan.h"
 
@@ -29,7 +31,7 @@ namespace fs = std::filesystem;
 
 constexpr size_t kPrinted = 32;  // bytes of a range, in text
 
-struct Options {
+struct EditOptions {
     std::string file;
     std::optional<std::string> shotUmid, xml, thumbnail;
     std::optional<uint32_t> thumbnailPosition;
@@ -46,7 +48,7 @@ struct Wanted {
 
 [[noreturn]] void Refuse(const std::string& what) { throw Failure(ExitStatus::kUsage, what); }
 
-Wanted Read(const Options& o) {
+Wanted Read(const EditOptions& o) {
     Wanted wanted;
     if (o.shotUmid) {
         wanted.shotUmid = ParseUmid(*o.shotUmid);
@@ -94,6 +96,27 @@ int64_t ThumbnailPosition(const std::vector<uint8_t>& header) {
     return ByteReader(room.subspan(static_cast<size_t>(offset))).I64();
 }
 
+// Why the set of XML or of a thumbnail, whose items begin with this name, was not written anew for what is new.
+std::string Obstacle(const std::string& path, const std::string& name, const std::string& fresh) {
+    const auto source = OpenSource(path);
+    CInspector inspector(*source);
+    for (auto packet = inspector.Next(); packet && packet->partition < 2; packet = inspector.Next()) {
+        if (packet->name != name + "Framework") continue;
+        for (const InspectedItem& item : inspector.Items(*packet)) {
+            if (item.name == "InstanceUID" || item.name.starts_with(name)) continue;
+            char tag[8];
+            std::snprintf(tag, sizeof tag, "%04X", unsigned{item.tag});
+            return "has an item " + std::string(tag) + " in its " + std::string(packet->name) +
+                   " that is not known here and would be lost (offset " + std::to_string(item.offset - 4) + ")";
+        }
+    }
+    return "has no room for " + fresh;
+}
+
+void RequireRewritten(int32_t status, const std::string& path, const std::string& name, const std::string& fresh) {
+    RequireDone(status, path, status == kStatusFailure ? Obstacle(path, name, fresh) : "");
+}
+
 HeaderEdit PlanOf(const Wanted& wanted, const FileInfo& file) {
     RequireFitting(wanted, file);
     const HeaderBytes header = ReadHeaderBytes(file.path);
@@ -104,8 +127,8 @@ HeaderEdit PlanOf(const Wanted& wanted, const FileInfo& file) {
             RequireDone(editor.Save(copy), file.path, "has no material UMID in its header");
         }
         if (const auto& xml = wanted.xml; !xml.empty()) {
-            RequireDone(editor.ModifyXMLData(copy, xml.data(), static_cast<uint16_t>(xml.size())), file.path,
-                        "has no room for " + std::to_string(xml.size()) + " bytes of XML");
+            RequireRewritten(editor.ModifyXMLData(copy, xml.data(), static_cast<uint16_t>(xml.size())), file.path,
+                             "XML", std::to_string(xml.size()) + " bytes of XML");
         }
         if (const auto& picture = wanted.thumbnail.bytes; !picture.empty()) {
             const int64_t position = wanted.thumbnailPosition.value_or(0);
@@ -117,7 +140,7 @@ HeaderEdit PlanOf(const Wanted& wanted, const FileInfo& file) {
                        " bytes; a bitmap of 80 x 45 pixels of 24 bits, which has " +
                        std::to_string(kOp1bThumbnailSize) + ", fits");
             }
-            RequireDone(status, file.path, "has no room for the thumbnail");
+            RequireRewritten(status, file.path, "Thumbnail", "the thumbnail");
         }
     });
 }
@@ -145,7 +168,7 @@ std::vector<Undoable> UndoFilesOf(std::vector<std::string> paths, bool only) {
     return found;
 }
 
-Clip OneClip(const Options& o) {
+Clip OneClip(const EditOptions& o) {
     auto [clips, status] = FindClips({o.file}, o.only);
     if (clips.size() != 1) Fail(ExitStatus::kUsage, o.file, "holds several clips; name a file of the one to edit");
     if (status != ExitStatus::kDone)
@@ -166,7 +189,7 @@ Clip OneClip(const Options& o) {
     return std::move(clips.front());
 }
 
-void Print(const Options& o, const std::vector<HeaderEdit>& edits) {
+void Print(const EditOptions& o, const std::vector<HeaderEdit>& edits) {
     nlohmann::ordered_json list = nlohmann::ordered_json::array();
     for (const HeaderEdit& edit : edits) {
         nlohmann::ordered_json changes = nlohmann::ordered_json::array();
@@ -196,7 +219,7 @@ void Print(const Options& o, const std::vector<HeaderEdit>& edits) {
 // An edit of a clip from here to its end.
 class Editing {
 public:
-    explicit Editing(const Options& options) : o_(options), wanted_(Read(options)), clip_(OneClip(options)) {}
+    explicit Editing(const EditOptions& options) : o_(options), wanted_(Read(options)), clip_(OneClip(options)) {}
     ExitStatus Run();
 
 private:
@@ -205,7 +228,7 @@ private:
     void TakeUndoBack() const;
     void Prove(const HeaderEdit& edit) const;
 
-    const Options& o_;
+    const EditOptions& o_;
     const Wanted wanted_;
     const Clip clip_;
     std::vector<Undoable> earlier_;
@@ -285,7 +308,7 @@ ExitStatus Editing::Run() {
 
 // The files that a path leads to when they are to be put back: an edit that was broken off may have left a clip that is
 // not found as one, or files that cannot be read.
-std::vector<std::string> FilesToPutBack(const Options& o) {
+std::vector<std::string> FilesToPutBack(const EditOptions& o) {
     std::vector<std::string> paths;
     std::error_code error;
     if (!fs::is_directory(o.file, error)) {
@@ -309,7 +332,7 @@ std::vector<std::string> FilesToPutBack(const Options& o) {
     return paths;
 }
 
-ExitStatus Undo(const Options& o) {
+ExitStatus Undo(const EditOptions& o) {
     auto paths = FilesToPutBack(o);
     const auto found = UndoFilesOf(paths, o.only);
     if (found.empty()) Fail(ExitStatus::kInput, o.file, "has no undo file");
@@ -346,7 +369,7 @@ ExitStatus Undo(const Options& o) {
     return ExitStatus::kDone;
 }
 
-ExitStatus Edit(const Options& o) {
+ExitStatus Edit(const EditOptions& o) {
     if (o.undo) return Undo(o);
     if (!o.shotUmid && !o.xml && !o.thumbnail) {
         Refuse("nothing to change: give --shot-umid, --xml or --thumbnail, or --undo");
@@ -357,8 +380,8 @@ ExitStatus Edit(const Options& o) {
 }  // namespace
 
 Run AddEdit(CLI::App& app) {
-    auto options = std::make_shared<Options>();
-    Options& o = *options;
+    auto options = std::make_shared<EditOptions>();
+    EditOptions& o = *options;
     CLI::App* edit = app.add_subcommand("edit", "Changes the headers of a clip in place");
     edit->add_option("FILE", o.file, "A file of the clip, or its folder")->required();
     auto* const umid = edit->add_option("--shot-umid", o.shotUmid, "Material UMID of the clip");

@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -14,7 +15,7 @@ namespace kmxf::program {
 
 namespace {
 
-struct Options {
+struct FramesOptions {
     std::string file;
     uint64_t from = 0;
     std::optional<uint64_t> count;
@@ -66,7 +67,7 @@ FileInfo FileToList(const std::string& path) {
     return clip.Video() != nullptr ? *clip.Video() : clip.files.front();
 }
 
-ExitStatus Frames(const Options& o) {
+ExitStatus Frames(const FramesOptions& o) {
     const FileInfo info = FileToList(o.file);
     const auto frames = static_cast<uint64_t>(std::max<int64_t>(info.frames, 0));
     if (o.from > frames) {
@@ -100,8 +101,8 @@ ExitStatus Frames(const Options& o) {
 }  // namespace
 
 Run AddFrames(CLI::App& app) {
-    auto options = std::make_shared<Options>();
-    Options& o = *options;
+    auto options = std::make_shared<FramesOptions>();
+    FramesOptions& o = *options;
     CLI::App* frames = app.add_subcommand("frames", "Lists a file's frames: number, offset, size, timecode, user bits");
     frames->add_option("FILE", o.file, "A video or audio file; of a folder, its clip's picture")->required();
     frames->add_option("--from", o.from, "First frame, counted from 0")->check(CLI::NonNegativeNumber);

@@ -1,15 +1,18 @@
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 
 #include "Clip.h"
 #include "Commands.h"
 #include "Text.h"
+#include "core/Layout.h"
+#include "kmxf/structures/Inspect.h"
 
 namespace kmxf::program {
 
 namespace {
 
-struct Options {
+struct InfoOptions {
     std::vector<std::string> files;
     bool json = false, only = false;
 };
@@ -30,6 +33,37 @@ void PrintValues(const nlohmann::ordered_json& values, int indent) {
     }
 }
 
+// Tracks of a clip that not exactly one file holds.
+struct AmissTracks {
+    const char *key, *text;
+    std::vector<uint32_t> (Clip::*tracks)() const;
+};
+constexpr AmissTracks kAmissTracks[] = {
+    {"missing_tracks", "no file holds", &Clip::MissingTracks},
+    {"double_tracks", "several files hold", &Clip::DoubleTracks},
+};
+
+void PrintAmissTracks(const Clip& clip) {
+    for (const AmissTracks& row : kAmissTracks) {
+        const auto tracks = (clip.*row.tracks)();
+        if (tracks.empty()) continue;
+        std::printf("  %s track%s", row.text, tracks.size() == 1 ? "" : "s");
+        for (const uint32_t track : tracks) std::printf("%s %u", track == tracks.front() ? "" : ",", track);
+        std::printf("\n");
+    }
+}
+
+// Bytes of a recording that was cut off behind its last whole group, which are not those of the footer.
+uint64_t SizeBehindGroups(const FileInfo& file) try {
+    if (!file.isOp1b || file.verdict.kind != Verdict::Kind::kCutOff) return 0;
+    const uint64_t end = file.groups.empty() ? kOp1bHeaderSize : file.groups.back().end;
+    MXFKEYTag key;
+    if (OpenSource(file.path)->Read(end, key.bytes) < sizeof key.bytes) return 0;
+    return KeyName(key) == "FooterPartitionPack" ? 0 : file.fileSize - end;
+} catch (const ClipError&) {
+    return 0;
+}
+
 nlohmann::ordered_json DisagreementsJson(const Clip& clip) {
     nlohmann::ordered_json list = nlohmann::ordered_json::array();
     for (const Disagreement& disagreement : Disagreements(clip)) {
@@ -42,7 +76,7 @@ nlohmann::ordered_json DisagreementsJson(const Clip& clip) {
     return list;
 }
 
-void PrintClip(const Clip& clip) {
+void PrintClip(const Clip& clip, bool only) {
     std::printf("clip of %zu file%s\n", clip.files.size(), clip.files.size() == 1 ? "" : "s");
     PrintValues(AgreedValues(clip), 2);
     for (const Disagreement& disagreement : Disagreements(clip)) {
@@ -51,16 +85,23 @@ void PrintClip(const Clip& clip) {
             std::printf("    %s: %s\n", clip.files[i].path.c_str(), Plain(disagreement.values[i]).c_str());
         }
     }
+    if (!only) PrintAmissTracks(clip);
     for (const FileInfo& file : clip.files) {
-        nlohmann::ordered_json values = Json(file);
+        nlohmann::ordered_json values = program::Json(file);
         std::printf("%s: %s\n", file.path.c_str(), file.verdict.Text().c_str());
+        if (const uint64_t size = SizeBehindGroups(file); size != 0) {
+            std::printf(
+                "  counted are whole groups; behind them are %llu bytes of one that is not: kmxf salvage "
+                "--dry-run tells what of it can be kept\n",
+                static_cast<unsigned long long>(size));
+        }
         values.erase("path");
         values.erase("verdict");
         PrintValues(values, 2);
     }
 }
 
-ExitStatus Info(const Options& o) {
+ExitStatus Info(const InfoOptions& o) {
     const auto [clips, status] = FindClips(o.files, o.only);
     bool findings = false;
     nlohmann::ordered_json documents = nlohmann::ordered_json::array();
@@ -68,12 +109,15 @@ ExitStatus Info(const Options& o) {
         findings = findings || !clip.Disagreements().empty();
         for (const FileInfo& file : clip.files) findings = findings || file.verdict.kind != Verdict::Kind::kClosed;
         if (!o.json) {
-            PrintClip(clip);
+            PrintClip(clip, o.only);
             continue;
         }
         nlohmann::ordered_json document{{"clip", AgreedValues(clip)}, {"files", nlohmann::ordered_json::array()}};
-        for (const FileInfo& file : clip.files) document["files"].push_back(Json(file));
+        for (const FileInfo& file : clip.files) document["files"].push_back(program::Json(file));
         document["disagreements"] = DisagreementsJson(clip);
+        for (const AmissTracks& row : kAmissTracks) {
+            if (const auto tracks = (clip.*row.tracks)(); !o.only && !tracks.empty()) document[row.key] = tracks;
+        }
         documents.push_back(std::move(document));
     }
     if (o.json) {
@@ -91,8 +135,8 @@ ExitStatus Info(const Options& o) {
 }  // namespace
 
 Run AddInfo(CLI::App& app) {
-    auto options = std::make_shared<Options>();
-    Options& o = *options;
+    auto options = std::make_shared<InfoOptions>();
+    InfoOptions& o = *options;
     CLI::App* info = app.add_subcommand("info", "Tells what a clip is and whether it is whole");
     info->add_option("FILE", o.files, "A file of the clip, or its folder")->required();
     info->add_flag("--json", o.json, "One JSON document");

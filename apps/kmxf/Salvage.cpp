@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -37,6 +38,7 @@ SalvageChoice ChoiceOf(const Options& o) {
     SalvageChoice choice;
     choice.trustTail = o.trustTail;
     choice.keepComplete = o.inPlace;
+    choice.alone = o.only;
     if (o.standard) choice.videoStd = StandardFromName(*o.standard);
     if (o.codec == "pcm16") choice.bytesPerSample = uint16_t{2};
     if (o.codec == "pcm24") choice.bytesPerSample = uint16_t{3};
@@ -99,9 +101,6 @@ const char* ContentWord(SalvageContent content) {
     }
     return "unknown";
 }
-const char* ActionWord(SalvageAction action) {
-    return action == SalvageAction::kLeave ? "complete" : action == SalvageAction::kMend ? "salvaged" : "given up";
-}
 const char* OriginWord(SalvageOrigin origin) {
     switch (origin) {
         case SalvageOrigin::kHeader:
@@ -138,9 +137,16 @@ struct Salvaged {
     SalvageResult result;
 };
 
+// What became of a file; `planned` is the word where nothing was written.
+const char* OutcomeWord(const Salvaged& clip, const SalvagedFile& file, const char* planned) {
+    if (file.action != SalvageAction::kMend) return file.action == SalvageAction::kLeave ? "complete" : "given up";
+    return clip.written.empty() ? planned : "salvaged";
+}
+
 Json FileJson(const Salvaged& clip, size_t number) {
     const SalvagedFile& file = clip.plan.files[number];
-    Json json{{"path", file.path}, {"kind", ContentWord(file.content)}, {"outcome", ActionWord(file.action)}};
+    Json json{
+        {"path", file.path}, {"kind", ContentWord(file.content)}, {"outcome", OutcomeWord(clip, file, "planned")}};
     if (!clip.written.empty() && !clip.written[number].empty()) json["written"] = clip.written[number];
     if (!file.reason.empty()) json["reason"] = file.reason;
     if (const std::string format = FormatText(file); !format.empty()) {
@@ -195,10 +201,10 @@ void PrintFile(const Salvaged& clip, size_t number) {
     const SalvagedFile& file = clip.plan.files[number];
     const auto bytes = [](uint64_t count) { return WithSeparators(count) + " bytes"; };
     const auto line = [](const char* what, const std::string& text) { std::printf("  %-8s %s\n", what, text.c_str()); };
-    std::printf("%s: %s%s%s\n", file.path.c_str(), ActionWord(file.action), file.reason.empty() ? "" : ", ",
-                file.reason.c_str());
+    std::printf("%s: %s%s%s\n", file.path.c_str(), OutcomeWord(clip, file, "can be salvaged"),
+                file.reason.empty() ? "" : ", ", file.reason.c_str());
     if (file.action == SalvageAction::kLeave) return;
-    if (file.action == SalvageAction::kGiveUp && file.compType == 0 && file.fileSize > 0)
+    if (file.action == SalvageAction::kGiveUp && file.reason.starts_with("neither"))
         line("hint", "--codec, --raster and --standard name the format, if it is known");
     if (const std::string format = FormatText(file); !format.empty())
         line("format", format + ", from the " + OriginWord(file.formatFrom));

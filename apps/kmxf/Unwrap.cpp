@@ -1,5 +1,6 @@
 #include <fcntl.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <memory>
@@ -20,7 +21,7 @@ namespace kmxf::program {
 
 namespace {
 
-struct Options {
+struct UnwrapOptions {
     std::vector<std::string> files;
     std::string folder;
     std::string frames;
@@ -92,7 +93,7 @@ struct Job {
 
 // Makes the outputs of a file, and brings its essence there.
 std::vector<std::unique_ptr<StreamOutput>> Extract(const Job& job, const std::optional<FrameRange>& range,
-                                                   const std::vector<std::string>& paths, const Options& o) {
+                                                   const std::vector<std::string>& paths, const UnwrapOptions& o) {
     const FileInfo& info = job.info;
     const InputFile from(info.path);
     ::posix_fadvise(from.Descriptor(), 0, 0, POSIX_FADV_SEQUENTIAL);
@@ -132,7 +133,7 @@ std::vector<std::string> PathsOf(const Job& job, const std::vector<Job>& jobs, c
     return paths;
 }
 
-ExitStatus Unwrap(const Options& o) {
+ExitStatus Unwrap(const UnwrapOptions& o) {
     const auto range = ParseRange(o.frames);
     const bool standardOutput = o.folder == "-";
     std::vector<Job> jobs;
@@ -185,8 +186,8 @@ ExitStatus Unwrap(const Options& o) {
 }  // namespace
 
 Run AddUnwrap(CLI::App& app) {
-    auto options = std::make_shared<Options>();
-    Options& o = *options;
+    auto options = std::make_shared<UnwrapOptions>();
+    UnwrapOptions& o = *options;
     CLI::App* unwrap = app.add_subcommand("unwrap", "Gives the essence of a clip back");
     unwrap->add_option("FILE", o.files, "A file of the clip, or its folder")->required();
     unwrap->add_option("-o,--output", o.folder, "Folder for the essence; - for standard output")->required();

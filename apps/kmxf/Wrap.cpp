@@ -2,6 +2,7 @@
 
 #include <malloc.h>
 
+#include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <filesystem>
 

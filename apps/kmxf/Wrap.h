@@ -1,6 +1,5 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -13,6 +12,10 @@
 #include "Sound.h"
 #include "kmxf/collaborators/Timecode.h"
 #include "kmxf/structures/DescriptiveMetadata.h"
+
+namespace CLI {
+class App;
+}
 
 // The command wrap: its options, what they come to for a clip, and the two layouts a clip is written in.
 namespace kmxf::program {

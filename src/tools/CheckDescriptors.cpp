@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <map>
+#include <set>
 
 #include "core/Labels.h"
 #include "tools/CheckPrototypes.h"
@@ -28,20 +30,41 @@ bool IsDVDescriptor(const File& file) {
     return file.layout == kOpAtom && file.metadata.pictureDescriptor->name == "CDCIDescriptor";
 }
 
+// The package that has each descriptor, by itself or in its list: the first of them. In the bare layout of OP-1b most
+// descriptors have none.
+std::map<const Set*, const CheckedPackage*> OwnersOfDescriptors(const Metadata& metadata) {
+    std::map<const Set*, const CheckedPackage*> owners;
+    for (const CheckedPackage& package : metadata.sources) {
+        const auto uid = package.set->Key("Descriptor");
+        const Set* descriptor = uid ? metadata.Find(*uid) : nullptr;
+        if (descriptor == nullptr || !owners.emplace(descriptor, &package).second) continue;
+        const InspectedItem* list = descriptor->Item("FileDescriptors");
+        for (const MXFKEYTag& each : list == nullptr ? std::vector<MXFKEYTag>() : list->Keys())
+            owners.emplace(metadata.Find(each), &package);
+    }
+    return owners;
+}
+
 constexpr Rule kRules[] = {
-    {"HM-035", "A descriptor names a track of its kind in a Source Package.", kOurs | kWhileOpen,
+    {"HM-035", "A descriptor names a track of its kind in its Source Package, and no other names that track.",
+     kOurs | kWhileOpen,
      [](const File&, const Metadata& metadata, const CheckReport& report) {
+         const auto owners = OwnersOfDescriptors(metadata);
+         std::set<int64_t> named;
          for (const DescriptorKind& kind : kDescriptorKinds) {
              for (const Set* set : metadata.Named(kind.name)) {
-                 const InspectedItem* id = set->Item("LinkedTrackID");
-                 const auto isIt = [&](const CheckedTrack* track) {
-                     return track->set->Number("TrackID") == set->Number("LinkedTrackID");
-                 };
+                 const InspectedItem* item = set->Item("LinkedTrackID");
+                 const auto id = set->Number("LinkedTrackID");
+                 if (!id) continue;
+                 const auto isIt = [&](const CheckedTrack* track) { return track->set->Number("TrackID") == id; };
                  const bool found = std::ranges::any_of(metadata.sources, [&](const CheckedPackage& package) {
-                     return std::ranges::any_of(package.TracksOf(kind.track), isIt);
+                     const auto owner = owners.find(set);
+                     return (owner == owners.end() || owner->second == &package) &&
+                            std::ranges::any_of(package.TracksOf(kind.track), isIt);
                  });
-                 if (id != nullptr && !found)
-                     report(id->offset, "LinkedTrackID of a " + std::string(kind.track), Described(*id));
+                 if (!found || !named.insert(*id).second)
+                     report(item->offset, "LinkedTrackID of a " + std::string(kind.track) + " of its own",
+                            Described(*item));
              }
          }
      }},

@@ -152,6 +152,9 @@ constexpr Rule kRules[] = {
              for (const Set* set : metadata.Named(constant.set))
                  report.ExpectText(set->items, constant.item, item->item.Text());
          }
+         for (const Track& track : metadata.material.tracks)
+             if (GroupOf(metadata, track) != nullptr)
+                 report.Expect(track.sequence->items, "DataDefinition", kDescriptiveDataDefinition);
      }},
     {"HM-014", "A text ends with zeros up to the end of its field.", kOurs | kWhileOpen,
      [](const File&, const Metadata& metadata, const CheckReport& report) {
@@ -223,9 +226,8 @@ constexpr Rule kRules[] = {
          }
      }},
     {"HM-046",
-     "Segments of events have a duration and a start, that of a scene 0; of the sequences only that of the thumbnail "
-     "has "
-     "a duration, 1.",
+     "Segments of events have a duration and a start, that of a scene 0, that of a thumbnail 0 or more; of the "
+     "sequences only that of the thumbnail has a duration, 1.",
      kOurs | kWhileOpen,
      [](const File&, const Metadata& metadata, const CheckReport& report) {
          for (const Track& track : metadata.material.tracks) {
@@ -238,6 +240,10 @@ constexpr Rule kRules[] = {
              ExpectPresence(report, segment, "EventStartPosition", events);
              if (group->hasDuration) report.ExpectText(track.sequence->items, "Duration", "1");
              if (group->framework == "SceneFramework") report.ExpectText(segment.items, "EventStartPosition", "0");
+             if (group->framework == "ThumbnailFramework" && segment.Number("EventStartPosition").value_or(0) < 0) {
+                 const InspectedItem& start = *segment.Item("EventStartPosition");
+                 report(start.offset, "EventStartPosition of a frame", Described(start));
+             }
          }
      }},
     {"HM-020", "A thumbnail is of format 0 or 1.", kOurs | kWhileOpen,

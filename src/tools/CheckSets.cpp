@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdio>
+#include <map>
 #include <set>
 
 #include "core/LocalTags.h"
@@ -55,15 +56,16 @@ std::string Names(const std::vector<std::string_view>& names) {
     return text;
 }
 
-// Where a set of some kind refers to sets of which kinds.
+// Where a set of some kind refers to sets of which kinds. A weak reference leads to a set that has its owner elsewhere.
 struct Reference {
     std::string_view item;
     std::initializer_list<std::string_view> targets;
+    bool weak = false;
 };
 const Reference kReferences[] = {
     {"Identifications", {"Identification"}},
     {"ContentStorage", {"ContentStorage"}},
-    {"PrimaryPackage", {"MaterialPackage", "SourcePackage"}},
+    {"PrimaryPackage", {"MaterialPackage", "SourcePackage"}, true},
     {"Packages", {"MaterialPackage", "SourcePackage"}},
     {"EssenceContainerData", {"EssenceContainerData"}},
     {"PackageTracks", {"Track", "StaticTrack", "EventTrack"}},
@@ -77,7 +79,7 @@ const Reference kReferences[] = {
     {"ProjectReference", {"Project"}},
     {"Participants", {"Participant"}},
     {"ContactsListPersons", {"Person"}},
-    {"ParticipantPersons", {"Person"}},
+    {"ParticipantPersons", {"Person"}, true},
 };
 const Reference* ReferenceOf(const InspectedItem& item) {
     const auto* row = std::ranges::find(kReferences, item.name, &Reference::item);
@@ -111,7 +113,9 @@ std::set<const Set*> Reached(const Metadata& metadata) {
 
 // The bare layout of OP-1b leaves the descriptors of ANC and sound to the numbers of their tracks.
 bool IsFoundByTrack(const File& file, const Set& set) {
-    if (file.layout == kOpAtom || (set.name != "ANCDataDescriptor" && set.name != "AES3Descriptor")) return false;
+    if (file.layout == kOpAtom || (set.name != "ANCDataDescriptor" && set.name != "AES3Descriptor") ||
+        !file.metadata.Named("MultipleDescriptor").empty())
+        return false;
     const auto trackID = set.Number("LinkedTrackID");
     return trackID && std::ranges::any_of(file.metadata.sources, [&](const CheckedPackage& package) {
                return std::ranges::any_of(
@@ -187,7 +191,10 @@ constexpr Rule kRules[] = {
              }
              ++found;
          }
-         if (found < std::size(kPrimerRows)) report(primer.offset, "118 entries", std::to_string(found));
+         const auto* count = primer.Item("EntryCount");
+         const uint64_t written = count == nullptr ? 0 : count->Unsigned().value_or(0);
+         if (found != std::size(kPrimerRows) || written != found)
+             report(primer.offset, "118 entries", TextOf(written == std::size(kPrimerRows) ? found : written));
      }},
     {"HM-003", "The primer pack names every local tag that is used.", kAny | kWhileOpen,
      [](const File&, const Set& set, const CheckReport& report) {
@@ -267,8 +274,9 @@ constexpr Rule kRules[] = {
                         "that of " + std::string(first->name) + " at " + std::to_string(first->offset));
          }
      }},
-    {"HM-010", "A reference leads to a set, of a kind that belongs there.", kAny | kWhileOpen,
+    {"HM-010", "A reference leads to a set, of a kind that belongs there, and a set has one owner.", kAny | kWhileOpen,
      [](const File& file, const Metadata& metadata, const CheckReport& report) {
+         std::map<const Set*, const Set*> owners;
          for (const Set& set : metadata.sets) {
              for (const InspectedItem& item : set.items) {
                  const Reference* reference = ReferenceOf(item);
@@ -279,9 +287,18 @@ constexpr Rule kRules[] = {
                      const bool fits = target != nullptr &&
                                        (file.layout == kOther || std::ranges::find(reference->targets, target->name) !=
                                                                      reference->targets.end());
-                     if (!fits)
+                     if (!fits) {
                          report(item.offset, std::string(item.name) + " of " + Names(reference->targets),
-                                target == nullptr ? "no set " + TextOf(uid) : std::string(target->name));
+                                target == nullptr      ? "no set " + TextOf(uid)
+                                : target->name.empty() ? "an unknown set " + TextOf(target->key)
+                                                       : std::string(target->name));
+                     } else if (!reference->weak) {
+                         const auto [owner, isFirst] = owners.emplace(target, &set);
+                         if (!isFirst)
+                             report(item.offset, std::string(item.name) + " of its own",
+                                    "that of " + std::string(owner->second->name) + " at " +
+                                        TextOf(owner->second->offset));
+                     }
                  }
              }
          }

@@ -92,6 +92,32 @@ class Faults(CheckCase):
         self.assertTrue(all(line.startswith(f"{folder}/A.mxf: ") for line in lines))
         self.assertLess(len(lines), 8)
 
+    def test_file_of_a_folder_that_does_not_tell_what_it_is(self):
+        folder = self.make_clip()
+        self.wrap_op1b(1, name="B", folder=folder)
+        (folder / "notes.txt").write_text("no MXF at all, but long enough to be looked at")
+        self.patch(folder / "A01.mxf", 0, bytes(124))
+        alone = self.check(folder / "A01.mxf")
+        self.assertIn(f"{folder}/A01.mxf: 0: KLV-003: expected a packet, found 124 bytes of none", alone)
+        lines = self.check(folder)
+        self.assertRegex(lines[0], rf"\A{folder}/A\.mxf: \d+: CL-007: expected a file for SoundTrack 4, found none\Z")
+        self.assertEqual(alone, lines[1:])
+        names = ["A.mxf", "A00.mxf", "B.mxf", "A01.mxf"]
+        self.assertEqual([str(folder / name) for name in names],
+                         self.json("check", folder, status=FINDINGS)["files"])
+        # Also where it is the only file, and named beside its folder.
+        for name in names[:3]:
+            (folder / name).unlink()
+        self.assertEqual(alone, self.check(folder))
+        self.assertEqual(alone, self.check(folder / "A01.mxf", folder))
+
+    def test_file_of_a_clip_with_essence_of_another_kind(self):
+        folder = self.make_clip()
+        self.patch(folder / "A00.mxf", 108, bytes.fromhex("060E2B34040101010D01030102030405"))
+        lines = self.check(folder / "A.mxf")
+        self.assertTrue(any(line.startswith(f"{folder}/A00.mxf: 100: HM-042: ") for line in lines), lines)
+        self.assertTrue(any(line.startswith(f"{folder}/A.mxf: ") for line in lines), lines)
+
     def test_damage_of_4_kibibytes_in_an_op1b_file(self):
         path = self.wrap_op1b(61, 1)
         self.patch(path, 131072 - 100, bytes(4096))
@@ -128,6 +154,20 @@ class Refused(CheckCase):
         (self.folder / "empty").mkdir()
         self.refused(INPUT, "empty: holds no MXF files", "check", self.folder / "empty")
         self.refused(USAGE, "FILE", "check")
+
+
+    def test_what_cannot_be_opened_costs_the_findings_of_no_other(self):
+        path = self.wrap("--video", DV25)
+        path.write_bytes(bytes(11) + path.read_bytes())
+        (self.folder / "empty").mkdir()
+        for missing, says in (("nowhere.mxf", "nowhere.mxf: cannot be opened: No such"),
+                              ("empty", "empty: holds no MXF files")):
+            for arguments in ((path, self.folder / missing), (self.folder / missing, path)):
+                document = self.json("check", *arguments, status=INPUT, says=says)
+                self.assertEqual([str(path)], document["files"])
+                self.assertEqual(["KLV-002"], [finding["rule"] for finding in document["findings"]])
+                (line,) = self.check(*arguments, status=INPUT, says=says)
+                self.assertIn(": KLV-002: ", line)
 
 
 class Cost(CheckCase):

@@ -204,6 +204,16 @@ class SideData(EditCase):
         self.edit_refused(INPUT, "CLIP.mxf: has no room for 811 bytes of XML", file, "--xml", ESSENCE / "clip.xml",
                           "--shot-umid", UMID)
 
+    def test_items_of_other_writers_stay(self):
+        file = self.op_1b()
+        content = file.read_bytes()
+        for tag, option, new, where in (("A001", "--xml", ESSENCE / "clip.xml", "XMLFramework"),
+                                        ("A011", "--thumbnail", self.file("new.bmp", bmp()), "ThumbnailFramework")):
+            at = content.index(bytes.fromhex(tag + "0001"), 0x8000)
+            file.write_bytes(content[:at] + bytes.fromhex("9999") + content[at + 2:])
+            self.edit_refused(INPUT, f"CLIP.mxf: has an item 9999 in its {where} that is not known here and would be "
+                                     rf"lost \(offset {at}\)$", file, option, new)
+
     def test_op_atom_files_have_no_room_for_them(self):
         video = self.op_atom()
         self.edit_refused(INPUT, "CLIP.mxf: has no room for XML", video, "--xml", ESSENCE / "clip.xml")

@@ -124,6 +124,39 @@ class Disagreements(ClipCase):
         self.assertEqual("cut off at frame 1", document["files"][2]["verdict"])
 
 
+class Tracks(ClipCase):
+    def test_that_no_file_holds(self):
+        folder = self.make_clip()
+        (folder / "A01.mxf").unlink()
+        document = self.info(folder)
+        self.assertEqual([4], document["missing_tracks"])
+        self.assertNotIn("double_tracks", document)
+        (folder / "A.mxf").unlink()
+        self.assertEqual([2, 4], self.info(folder)["missing_tracks"])
+        text = self.kmxf("info", folder).decode()
+        self.assertIn("\n  no file holds tracks 2, 4\n", text)
+        self.assertNotIn("several files hold", text)
+
+    def test_that_several_files_hold(self):
+        folder = self.make_clip()
+        (folder / "B.mxf").write_bytes((folder / "A00.mxf").read_bytes())
+        document = self.info(folder)
+        self.assertEqual([3], document["double_tracks"])
+        self.assertNotIn("missing_tracks", document)
+        self.assertIn("\n  several files hold track 3\n", self.kmxf("info", folder).decode())
+
+    def test_of_other_files_are_not_missed_when_only_one_is_asked_for(self):
+        folder = self.make_clip()
+        for name in ("A.mxf", "A01.mxf"):
+            path = folder / name
+            self.assertNotIn("missing_tracks", self.info("--only", path))
+            self.assertNotIn("no file holds", self.kmxf("info", "--only", path).decode())
+
+    def test_of_a_whole_clip_are_not_told(self):
+        document = self.info(self.make_clip())
+        self.assertFalse({"missing_tracks", "double_tracks"} & document.keys())
+
+
 class CutOff(ClipCase):
     def test_files_without_a_umid_belong_together_by_name(self):
         folder = self.make_clip()

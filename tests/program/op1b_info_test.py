@@ -139,6 +139,24 @@ class NotWhole(Op1bCase):
             kept = max([HEADER] + [end for end in ends if end <= size])
             self.assertEqual((HEADER if frames else 0, kept - HEADER), (values["data_offset"], values["data_size"]))
 
+    def test_cut_off_within_a_group_says_that_only_whole_ones_are_counted(self):
+        says = "counted are whole groups"
+        ends = [end for end, _ in self.group_ends()]
+        for whole, frames in ((HEADER, 0), (ends[0], 60), (ends[1], 120)):
+            file = self.bad(self.clip[:whole + 20000])
+            self.assertEqual(f"{file}: cut off at frame {frames}\n  {says}; behind them are 20000 bytes of one that is not: "
+                             "kmxf salvage --dry-run tells what of it can be kept\n",
+                             self.text_of(file), whole)
+        # Nothing follows that could be kept.
+        footer = partitions(self.clip)[-1][0]
+        for size in (HEADER, HEADER + 15, ends[0], footer + 15, footer + 100):
+            self.assertNotIn(says, self.text_of(self.bad(self.clip[:size])), size)
+
+    def text_of(self, file):
+        """The verdict, and what is said of it."""
+        text = self.kmxf("info", file, status=FINDINGS).decode()
+        return text[text.index(f"{file}: "):text.index("  pattern ")]
+
     def test_cut_within_the_header(self):
         for size in (156, 500, 20000, 32768, 100000, 120000):
             self.assertEqual(f"damaged at offset {size}", self.values(self.clip[:size])["verdict"])

@@ -253,7 +253,7 @@ class CutFilesTest(SalvageCase):
         video = self.dv_clip(frames=3, channels=0)
         cut(video, ATOM_HEADER + 2 * DV25 + 10)
         self.assertEqual(f"""clip of 1 file: can be salvaged, 2 frames
-{video}: salvaged
+{video}: can be salvaged
   format   dv25 525 59.94i, from the header
   kept     2 of 3 frames, 0.07 s, 240 000 bytes
   lost     1 frame, 0.03 s, 10 bytes
