@@ -115,11 +115,19 @@ int32_t Admit(const ClipMetadata& clip, const Value* out) {
     return out == nullptr ? kStatusInvalidArgument : kStatusOk;
 }
 
+// A text takes memory.
+template <class Value>
+int32_t Store(const Value& value, Value* out) try {
+    *out = value;
+    return kStatusOk;
+} catch (const std::bad_alloc&) {
+    return kStatusNoMemory;
+}
+
 template <class Owner, class Value>
 int32_t OfVideo(const ClipMetadata& clip, Value Owner::*field, Value* out) {
     const int32_t status = Admit(clip, out);
-    if (status == kStatusOk) *out = clip.video.*field;
-    return status;
+    return status == kStatusOk ? Store(clip.video.*field, out) : status;
 }
 
 template <class Value>
@@ -135,8 +143,7 @@ template <class Owner, class Value>
 int32_t OfAudio(const ClipMetadata& clip, uint32_t channel, Value Owner::*field, Value* out) {
     if (const int32_t status = Admit(clip, out); status != kStatusOk) return status;
     if (channel >= clip.audio.size()) return kStatusInvalidArgument;
-    *out = clip.audio[channel].*field;
-    return kStatusOk;
+    return Store(clip.audio[channel].*field, out);
 }
 
 bool Same(const CTimecode& a, const CTimecode& b) {
@@ -154,8 +161,7 @@ int32_t OfAll(const ClipMetadata& clip, Value FileMetadata::*field, Value* out) 
     const Value& wanted = clip.video.*field;
     if (!std::ranges::all_of(clip.audio, [&](const AudioMetadata& audio) { return Same(audio.*field, wanted); }))
         return kStatusDisagree;
-    *out = wanted;
-    return kStatusOk;
+    return Store(wanted, out);
 }
 // The same; where files differ, an empty value is stored.
 template <class Value>
@@ -333,8 +339,7 @@ int32_t CMXFExtractMetaData::GetClipDuration(uint32_t* frames) {
 
 int32_t CMXFExtractMetaData::GetClipName(std::string* name) {
     const int32_t status = Admit(*clip_, name);
-    if (status == kStatusOk) *name = clip_->name;
-    return status;
+    return status == kStatusOk ? Store(clip_->name, name) : status;
 }
 
 int32_t CMXFExtractMetaData::GetPackageName(std::string* name) {

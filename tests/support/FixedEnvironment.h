@@ -7,11 +7,11 @@
 
 namespace kmxf::test {
 
-// While it lives it is Friday 2026-01-02 03:04:05, and UUID number n (from 1) is
+// While it lives it is Friday 2026-01-02 03:04:05, and UUID number n (from 1, or behind another number) is
 // 00 00 00 00 00 00 40 00 80 00 00 00 and n in four bytes, big-endian. Then the system's own come back.
 class FixedEnvironment {
 public:
-    FixedEnvironment() {
+    explicit FixedEnvironment(uint32_t behind = 0) : count_(behind) {
         SetNowSource([] {
             LocalTime now;
             now.calendar.tm_year = 2026 - 1900;
@@ -40,10 +40,9 @@ public:
         for (size_t i = 0; i < 4; ++i) uuid.bytes[15 - i] = static_cast<uint8_t>(number >> (8 * i));
         return uuid;
     }
-    uint32_t UUIDsMade() const { return count_; }
 
 private:
-    std::atomic<uint32_t> count_{0};
+    std::atomic<uint32_t> count_;
 };
 
 }  // namespace kmxf::test

@@ -51,6 +51,8 @@ public:
     // Forgets everything.
     void ResetParam();
 
+    // Without memory for a text all of these that give one return kStatusNoMemory.
+
     // --- the clip as a whole ---
 
     // Frames of the shortest file; of COMP_TYPE_DV100_720P an even number.

@@ -18,6 +18,8 @@
 
 // Makes valid files of a recording that was cut off, all files of a clip together and in steps: a scan that only reads
 // gives a plan, which says what would be kept, lost and rebuilt; carrying it out writes, and proves what it wrote.
+// Without memory they throw std::bad_alloc, as the standard library does; what is left of a salvage that ended so can
+// be salvaged again.
 namespace kmxf {
 
 // What the caller knows better than the files, or wants otherwise.
