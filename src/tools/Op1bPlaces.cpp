@@ -1,6 +1,7 @@
 #include "tools/Op1bPlaces.h"
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
 #include <iterator>
 #include <utility>
@@ -25,15 +26,17 @@ constexpr uint64_t kSector = 4096;  // what is lost when a byte of it cannot be 
 // `limit`, which is in the file: `limit`.
 uint64_t FindKey(SalvageInput& source, uint64_t from, uint64_t limit, const std::function<bool(uint64_t)>& wanted) {
     static constexpr uint8_t kBegin[] = {0x06, 0x0E, 0x2B, 0x34};
-    static const std::boyer_moore_horspool_searcher searcher(std::begin(kBegin), std::end(kBegin));
     while (from < limit) {
-        const uint64_t least = std::min<uint64_t>(std::size(kBegin), limit - from);
+        const auto least = static_cast<size_t>(std::min<uint64_t>(std::size(kBegin), limit - from));
         const auto window = source.Window(from, least);
         const auto bytes = window.first(static_cast<size_t>(std::min<uint64_t>(window.size(), limit - from)));
         // What is found is looked at with reads of its own, which leave the window as it is.
-        for (auto at = bytes.begin(); (at = std::search(at, bytes.end(), searcher)) != bytes.end(); ++at) {
-            const uint64_t place = from + static_cast<uint64_t>(at - bytes.begin());
-            if (wanted(place)) return place;
+        for (size_t at = 0; bytes.size() - at >= std::size(kBegin); ++at) {
+            const auto rest = bytes.subspan(at, bytes.size() - at - (std::size(kBegin) - 1));
+            const void* const found = std::memchr(rest.data(), kBegin[0], rest.size());
+            if (found == nullptr) break;
+            at = static_cast<size_t>(static_cast<const uint8_t*>(found) - bytes.data());
+            if (std::memcmp(found, kBegin, std::size(kBegin)) == 0 && wanted(from + at)) return from + at;
         }
         // The last ones may be the first ones of a key.
         from = bytes.size() < least ? (from / kSector + 1) * kSector : from + bytes.size() - (least - 1);
