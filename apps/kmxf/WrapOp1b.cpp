@@ -182,8 +182,8 @@ bool Op1bWrapping::Fits(uint32_t channels) const {
 
 void Op1bWrapping::RequireFittingHeader() const {
     if (Fits(inputs_.channels)) return;
-    uint32_t most = std::min(inputs_.channels, 0xFFU);
-    while (most > 0 && !Fits(most)) --most;
+    uint32_t most = 0;
+    while (Fits(most + 1)) ++most;
     Usage(std::to_string(inputs_.channels) + " sound channels do not fit the header of an op-1b clip; up to " +
           std::to_string(most) + " do" + (ForPlayers() ? ", and a few more with --layout strict" : ""));
 }
