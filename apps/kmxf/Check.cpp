@@ -119,40 +119,61 @@ void Print(const std::string& path, const CheckFinding& finding) {
                 std::string(finding.rule).c_str(), finding.expected.c_str(), finding.found.c_str());
 }
 
+// The findings of one clip after the other: printed at once, or gathered for JSON.
+class Findings {
+public:
+    explicit Findings(const CheckOptions& options) : options_(options) {}
+
+    void Add(const Paths& clip) try {
+        std::vector<bool> isMXF(clip.size(), true);
+        for (const CheckFinding& finding : CheckFiles(clip, options_.only)) {
+            if (finding.rule == kCheckRuleNoMXF) {
+                isMXF[finding.file] = false;
+                Fail(clip[finding.file] + ": is not an MXF file (offset 0)");
+            } else {
+                Add(clip[finding.file], finding);
+            }
+        }
+        for (size_t i = 0; i < clip.size(); ++i)
+            if (isMXF[i]) files_.push_back(clip[i]);
+    } catch (const ClipError& error) {
+        Fail(error.what());
+    }
+
+    // Prints what was gathered.
+    ExitStatus End() const {
+        if (options_.json) {
+            const nlohmann::ordered_json out{{"schema", "kmxf/1"}, {"files", files_}, {"findings", list_}};
+            std::printf("%s\n", out.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
+        }
+        return status_;
+    }
+
+private:
+    void Add(const std::string& path, const CheckFinding& finding) {
+        if (status_ == ExitStatus::kDone) status_ = ExitStatus::kFindings;
+        if (options_.json) {
+            list_.push_back(Json(path, finding));
+        } else {
+            Print(path, finding);
+        }
+    }
+    void Fail(const std::string& text) {
+        Say(text);
+        status_ = ExitStatus::kInput;
+    }
+
+    const CheckOptions& options_;
+    nlohmann::ordered_json files_ = nlohmann::ordered_json::array(), list_ = files_;
+    ExitStatus status_ = ExitStatus::kDone;
+};
+
 ExitStatus Check(const CheckOptions& o) {
     Finder finder(o.only);
-    const auto clips = finder.Find(o.files);
-    ExitStatus status = finder.Status();
-    nlohmann::ordered_json files = nlohmann::ordered_json::array(), list = files;
-    bool clean = true;
-    for (const Paths& paths : clips) try {
-            std::vector<bool> isMXF(paths.size(), true);
-            for (const CheckFinding& finding : CheckFiles(paths, o.only)) {
-                const std::string& path = paths[finding.file];
-                if (finding.rule == kCheckRuleNoMXF) {
-                    isMXF[finding.file] = false;
-                    Say(path + ": is not an MXF file (offset 0)");
-                    status = ExitStatus::kInput;
-                    continue;
-                }
-                clean = false;
-                if (o.json) {
-                    list.push_back(Json(path, finding));
-                } else {
-                    Print(path, finding);
-                }
-            }
-            for (size_t i = 0; i < paths.size(); ++i)
-                if (isMXF[i]) files.push_back(paths[i]);
-        } catch (const ClipError& error) {
-            Say(error.what());
-            status = ExitStatus::kInput;
-        }
-    if (o.json) {
-        const nlohmann::ordered_json out{{"schema", "kmxf/1"}, {"files", files}, {"findings", list}};
-        std::printf("%s\n", out.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
-    }
-    return clean || status != ExitStatus::kDone ? status : ExitStatus::kFindings;
+    Findings findings(o);
+    for (const Paths& clip : finder.Find(o.files)) findings.Add(clip);
+    const ExitStatus status = findings.End();
+    return finder.Status() == ExitStatus::kDone ? status : finder.Status();
 }
 
 }  // namespace
