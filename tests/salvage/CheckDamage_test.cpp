@@ -14,7 +14,7 @@ void ExpectNamed(const Bytes& whole, uint32_t places) {
     for (uint32_t i = 0; i < places; ++i) {
         const InspectedPacket& packet = packets[random() % packets.size()];
         const size_t before = std::min<size_t>(packet.offset, random() % (kDamage - sizeof(MXFKEYTag)));
-        const size_t at = std::min(packet.offset - before, whole.size() - kDamage);
+        const size_t at = std::min(static_cast<size_t>(packet.offset) - before, whole.size() - kDamage);
         SCOPED_TRACE(std::string(packet.name) + " at " + std::to_string(packet.offset) + ", damage at " +
                      std::to_string(at) + (i % 2 == 0 ? " zeros" : " noise"));
         Bytes damaged = whole;
