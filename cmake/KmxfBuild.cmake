@@ -48,6 +48,10 @@ function(kmxf_subsystem name)
     target_include_directories(kmxf_${name} PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
     target_compile_definitions(kmxf_${name} PRIVATE KMXF_BUILDING)
     target_link_libraries(kmxf_${name} PRIVATE kmxf_build)
+    if(KMXF_SANITIZE)
+        # It does the tests' work: as fast to compile as without optimising, and a quarter faster.
+        target_compile_options(kmxf_${name} PRIVATE -Og)
+    endif()
     set_target_properties(kmxf_${name} PROPERTIES
         POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 endfunction()

@@ -78,7 +78,7 @@ TEST(SalvageBrokenOff, ASecondRunInPlaceTakesNoOtherBytesForSound) {
     };
     const uint64_t all = salvage(kPlenty);
     std::mt19937 random(5);
-    for (uint64_t bytes = 0; bytes < all; bytes += 1 + random() % (all / 100)) {
+    for (uint64_t bytes = 0; bytes < all; bytes += 1 + random() % (all / 50)) {
         SCOPED_TRACE(std::to_string(bytes) + " of " + std::to_string(all) + " bytes written");
         salvage(bytes);
         const SalvagePlan plan = ScanForSalvage({clip.Path("C.mxf")}, {}, PlainEntries);

@@ -150,7 +150,7 @@ TEST_P(SalvageCutsOfClip, GroupsAndTheWholeFramesOfTheLastAreKept) {
     int64_t least = kClipFrames;
     Shortened file(clip, whole);
     size_t number = 0;
-    for (const size_t size : Places(kClipHeader, whole.size(), boundaries, IsFull() ? 200 : 70)) {
+    for (const size_t size : Places(kClipHeader, whole.size(), boundaries, IsFull() ? 200 : 40)) {
         SCOPED_TRACE(size);
         const SalvagePlan plan = ScanForSalvage({file.At(size)}, {}, PlainEntries);
         ExpectBalanced(plan);

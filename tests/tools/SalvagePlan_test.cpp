@@ -397,7 +397,7 @@ TEST(SalvagePlan, AnOp1bClipIsSalvagedWhereverItIsCut) {
         Clip clip;
         const Bytes whole = Record(op1b, {}, false);
         int64_t best = -1;
-        for (size_t size = 0x20000; size <= whole.size(); size += whole.size() / 40) {
+        for (size_t size = 0x20000; size <= whole.size(); size += whole.size() / 16) {
             SCOPED_TRACE(std::to_string(channels) + " channels, " + std::to_string(size));
             const std::string path =
                 clip.Put("C.mxf", Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
