@@ -121,6 +121,7 @@ int32_t CSalvageMXFOp1b::Salvage(ISalvageMXFNotify* notify) {
         const ScopedLock lock(lock_);
         if (run_ && !run_->Has(Run::State::kNotifies)) return kStatusWrongState;
         last = std::exchange(run_, run);
+        if (last && last->before && last->before->Has(Run::State::kFinished)) last->before.reset();
         if (last && !last->Has(Run::State::kFinished)) run->before = last;
     }
     constexpr int32_t kNotStarted = 1;  // whatever else is answered, it runs

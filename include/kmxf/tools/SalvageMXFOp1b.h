@@ -29,7 +29,8 @@ public:
     CSalvageMXFOp1b();
     CSalvageMXFOp1b(const CSalvageMXFOp1b&) = delete;
     CSalvageMXFOp1b& operator=(const CSalvageMXFOp1b&) = delete;
-    // Cancels a run and waits for its end; on the run's own thread it does not wait.
+    // Cancels a run and waits for its end, and for that of one in whose final notification it was started; for the one
+    // on whose thread it is called it does not wait.
     virtual ~CSalvageMXFOp1b();
 
     // The file of the next run and of IsCompletedFile. False for null, for an empty name, and without memory for it.
@@ -38,7 +39,8 @@ public:
     // Starts a run and returns 0 after a second, or when the run has finished before. `notify` is called on the run's
     // thread: kSalvageProgress with a percentage after each group and with 100 after success; at last
     // kSalvageFinished, with kSalvageCompleted, kSalvageCancelled or kSalvageFailed. Until that call has returned
-    // `notify` must live, and the run goes on.
+    // `notify` must live. With that call the run is over, and the next one may be started, also within it; one that
+    // another thread starts as soon as it is let can notify at the same time.
     //
     // kStatusInvalidArgument: null pointer. kStatusWrongState: a run is going on. kStatusNoMemory: none for the run.
     // Throws ThreadException when no thread can be started, or its starter throws.
