@@ -1,6 +1,7 @@
 #include "tools/Op1bBody.h"
 
 #include <algorithm>
+#include <map>
 #include <span>
 #include <utility>
 
@@ -62,13 +63,18 @@ private:
         std::optional<int64_t> number;  // of the first frame of the next group
     };
 
+    struct IndexSearch {
+        uint64_t from = 0, limit = 0;
+        Op1bPack found;
+    };
+
     uint32_t GroupFrames() const { return groupFrames_.value_or(VideoStandardToPartitionFrame(format_.videoStd)); }
     uint64_t SoundBytes(int64_t frames) const;
     uint64_t PackSize() const { return packSize_; }
 
     Op1bScan ScanFrom(uint64_t place);
     const Ahead& LookAhead(uint64_t at);
-    Op1bPack FindIndex(uint32_t indexSID, uint64_t from, uint64_t limit);
+    const Op1bPack& FindIndex(uint32_t indexSID, uint64_t from, uint64_t limit);
     std::optional<int64_t> NumberBehind(uint64_t place);
     std::optional<int64_t> FramesUpTo(const Ahead& ahead, uint64_t at) const;
     bool CanBeRead(uint64_t from, uint64_t to);
@@ -103,6 +109,7 @@ private:
     int64_t framesBefore_ = 0;  // in the old file
     bool counted_ = true;       // framesBefore_ is no guess
     std::optional<Ahead> ahead_;
+    std::map<uint32_t, IndexSearch> searches_;            // the last one for each IndexSID
     std::vector<Op1bElement> before_;                     // last pictures of the group in front
     std::vector<MXFINDEXENTRYTag> pattern_;               // entries of a whole group
     int64_t mended_ = 0, borrowed_ = 0;                   // groups
@@ -331,14 +338,20 @@ bool BodyReader::Take(const Op1bGroup& group) {
     return true;
 }
 
-Op1bPack BodyReader::FindIndex(uint32_t indexSID, uint64_t from, uint64_t limit) {
-    return FindBodyPack(source_, from, limit, [&](const CPartition& pack) { return pack.GetIndexSID() == indexSID; });
+// Looks once at each place: where many groups have lost theirs, all of them find the same one, or none.
+const Op1bPack& BodyReader::FindIndex(uint32_t indexSID, uint64_t from, uint64_t limit) {
+    IndexSearch& last = searches_[indexSID];
+    if (last.limit != limit || from < last.from || from > last.found.place) {
+        const auto wanted = [&](const CPartition& pack) { return pack.GetIndexSID() == indexSID; };
+        last = {from, limit, FindBodyPack(source_, from, limit, wanted)};
+    }
+    return last.found;
 }
 
 // By the index of its pictures: that tells where each of them begins.
 std::optional<BodyReader::Resolved> BodyReader::ByIndex(uint64_t start, uint64_t limit) {
     const uint64_t first = start + packSize_;
-    const auto [place, pack] = FindIndex(kPictureIndexSID, first, limit);
+    const auto& [place, pack] = FindIndex(kPictureIndexSID, first, limit);
     if (!pack) return std::nullopt;
     const auto segment = SegmentBehind(source_, *pack);
     Resolved resolved;
@@ -371,7 +384,7 @@ std::optional<BodyReader::Resolved> BodyReader::ByIndex(uint64_t start, uint64_t
 // By the index of its ANC elements, which are all of one size: that tells how many frames there are and where the
 // pictures end.
 std::optional<Op1bPictures> BodyReader::ByANC(uint64_t first, uint64_t limit) {
-    const auto [place, pack] = FindIndex(kANCIndexSID, first, limit);
+    const auto& [place, pack] = FindIndex(kANCIndexSID, first, limit);
     const auto segment = pack ? SegmentBehind(source_, *pack) : std::nullopt;
     if (!segment || segment->GetDuration() <= 0 || segment->GetDuration() > GroupFrames()) return std::nullopt;
     const auto frames = static_cast<uint32_t>(segment->GetDuration());
