@@ -204,8 +204,7 @@ void PrintFile(const Salvaged& clip, size_t number) {
     std::printf("%s: %s%s%s\n", file.path.c_str(), OutcomeWord(clip, file, "can be salvaged"),
                 file.reason.empty() ? "" : ", ", file.reason.c_str());
     if (file.action == SalvageAction::kLeave) return;
-    if (file.action == SalvageAction::kGiveUp && file.reason.starts_with("neither"))
-        line("hint", "--codec, --raster and --standard name the format, if it is known");
+    if (file.wantsFormat) line("hint", "--codec, --raster and --standard name the format, if it is known");
     if (const std::string format = FormatText(file); !format.empty())
         line("format", format + ", from the " + OriginWord(file.formatFrom));
     char seconds[32];

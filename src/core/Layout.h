@@ -10,6 +10,7 @@ inline constexpr uint32_t kPackFieldsSize = 88;
 
 // OP-Atom: the header area, and behind it the essence.
 inline constexpr uint32_t kOpAtomHeaderSize = 0x8000;
+inline constexpr uint32_t kElementHeadSize = 24;  // in front of it: key, and the length as 0x87 and 7 bytes
 
 // OP-1b: the header in its three areas, and behind it the groups.
 inline constexpr uint32_t kOp1bMetadataEnd = 0x8000;

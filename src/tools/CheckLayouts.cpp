@@ -9,7 +9,7 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint64_t kHeaderAreaSize = kOpAtomHeaderSize, kElementHeadSize = 24;
+constexpr uint64_t kHeaderAreaSize = kOpAtomHeaderSize;
 constexpr uint64_t kOp1bAreaEnds[] = {kOp1bMetadataEnd, kOp1bXMLEnd, kOp1bHeaderSize};
 constexpr uint64_t kPictureSID = 1, kANCSID = 2, kFirstSoundSID = 3, kFirstIndexSID = 101;
 

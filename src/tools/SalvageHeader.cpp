@@ -149,6 +149,17 @@ CDescriptiveMetadata DescriptiveMetadataOf(std::span<const uint8_t> header, uint
     return metadata;
 }
 
+namespace {
+
+// Damage to the head of essence that is in its place moves its value, not its key.
+void NotePlace(const InspectedPacket& packet, SalvageHeader& header) {
+    const bool inPlace =
+        packet.offset == kOpAtomHeaderSize - kElementHeadSize || packet.ValueOffset() == kOpAtomHeaderSize;
+    if (packet.kind == PacketKind::kEssence && !inPlace) header.elsewhere = packet.ValueOffset();
+}
+
+}  // namespace
+
 SalvageHeader ReadSalvageHeader(IByteSource& file) {
     SalvageHeader header;
     const auto bytes = Copy(file, 0, kMostHeader);
@@ -159,13 +170,15 @@ SalvageHeader ReadSalvageHeader(IByteSource& file) {
         if (packet->kind == PacketKind::kPartition) {
             // Behind a second pack comes essence. Sets can be there though the pack in front of them is gone.
             if (header.found || packet->name != "HeaderPartitionPack") {
-                const auto next = sound ? inspector.Next() : std::nullopt;
-                if (next && next->kind == PacketKind::kEssence) header.essence = next->ValueOffset();
+                auto next = inspector.Next();
+                while (next && next->kind == PacketKind::kFill && next->whole) next = inspector.Next();
+                if (sound && next) NotePlace(*next, header);
                 break;
             }
             header.found = true;
             ReadPacks(file, inspector.Items(*packet), header);
         } else if (packet->kind == PacketKind::kEssence) {
+            if (sound) NotePlace(*packet, header);
             break;
         } else if (packet->kind == PacketKind::kSet && header.metadata.sets.size() < kMostPackets) {
             header.metadata.sets.push_back({*packet, inspector.Items(*packet)});

@@ -156,7 +156,7 @@ void ScanOp1bFile(SalvagedFile& file, SalvageInput& source, const SalvageHeader&
                        (file.bytesPerSample == 2 || file.bytesPerSample == 3);
     if (!known) {
         Lose(file, 0, file.fileSize, "nothing can be told of it");
-        return GiveUp(file, "neither its header nor its essence tells its format, which can be named");
+        return GiveUpUntold(file, "neither its header nor its essence tells its format, which can be named");
     }
     file.body = std::make_shared<const Op1bBody>(ReadOp1bBody(file.path, FormatOf(file), indexer));
     const Op1bBody& body = *file.body;

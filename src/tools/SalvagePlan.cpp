@@ -108,6 +108,19 @@ bool IsClip(const SalvageHeader& header, SalvageInput& source) {
     return header.layout == kOp1b || (header.layout == kOther && !header.otherPattern && HasOp1bBody(source));
 }
 
+// Whether packet follows packet in a file, from its beginning to its end, and no table that a pack announces is
+// missing.
+bool HoldsTogether(const Scanned& scanned) {
+    CInspector inspector(*scanned.source);
+    while (const auto partition = inspector.NextPartition()) {
+        for (const InspectedPacket& packet : partition->packets)
+            if (packet.kind == PacketKind::kDamage || !packet.whole) return false;
+        const uint64_t content = partition->packets.back().End() - partition->packets.front().End();
+        if (partition->pack && std::cmp_less(content, partition->pack->GetIndexByteCount())) return false;
+    }
+    return true;
+}
+
 // `beside`: pictures of its name are there, so that two digits at the end of it name a channel.
 void Recognise(Scanned& scanned, const SalvageChoice& choice, bool beside) {
     SalvagedFile& file = scanned.file;
@@ -120,8 +133,8 @@ void Recognise(Scanned& scanned, const SalvageChoice& choice, bool beside) {
     }
     if (header.otherPattern)
         return GiveUp(file, "it is an MXF file of another operational pattern than OP-Atom and OP-1b");
-    if (header.essence && *header.essence != kEssenceOffset)
-        return GiveUp(file, "its essence begins at byte " + std::to_string(*header.essence) + ", not at " +
+    if (header.elsewhere && !(scanned.IsClosed() && HoldsTogether(scanned)))
+        return GiveUp(file, "its essence begins at byte " + std::to_string(*header.elsewhere) + ", not at " +
                                 std::to_string(kEssenceOffset) + " as in the recordings that can be mended");
     if (header.IsPicture()) {
         scanned.format = {header.metadata.picture->videoStd, header.metadata.picture->compType, header.consumerDV};
@@ -140,7 +153,7 @@ void Recognise(Scanned& scanned, const SalvageChoice& choice, bool beside) {
         file.content = SalvageContent::kSound;
         file.formatFrom = SalvageOrigin::kSiblings;
     } else {
-        return GiveUp(file, "neither its header nor its essence tells what it is");
+        return GiveUpUntold(file, "neither its header nor its essence tells what it is");
     }
     if (file.content == SalvageContent::kPicture && (choice.compType || choice.videoStd)) {
         scanned.format.compType = choice.compType.value_or(scanned.format.compType);
@@ -253,7 +266,7 @@ void ScanSound(Scanned& scanned, const SalvageChoice& choice, const std::vector<
                uint32_t videoStd) {
     SalvagedFile& file = scanned.file;
     file.videoStd = choice.videoStd.value_or(videoStd != 0 ? videoStd : scanned.header.videoStd);
-    if (ConvertTCVideoStd(file.videoStd) != file.videoStd) return GiveUp(file, "its video standard is not known");
+    if (ConvertTCVideoStd(file.videoStd) != file.videoStd) return GiveUpUntold(file, "its video standard is not known");
     for (const Scanned& other : all) {
         if (other.file.content != SalvageContent::kSound || other.file.formatFrom != SalvageOrigin::kHeader) continue;
         if (file.bytesPerSample == 0) file.bytesPerSample = other.file.bytesPerSample;
@@ -268,7 +281,7 @@ void ScanSound(Scanned& scanned, const SalvageChoice& choice, const std::vector<
         file.bytesPerSample = *choice.bytesPerSample;
         file.formatFrom = SalvageOrigin::kCaller;
     }
-    if (file.bytesPerSample != 2 && file.bytesPerSample != 3) return GiveUp(file, "its sample size is not known");
+    if (file.bytesPerSample != 2 && file.bytesPerSample != 3) return GiveUpUntold(file, "its sample size is not known");
     file.channels = 1;
     file.framesFound = SoundFrames(file, scanned.Available());
 }
@@ -350,19 +363,6 @@ void Complete(SalvagePlan& plan, const SalvageHeader& other) {
     }
 }
 
-// Whether packet follows packet in a file, from its beginning to its end, and no table that a pack announces is
-// missing.
-bool HoldsTogether(const Scanned& scanned) {
-    CInspector inspector(*scanned.source);
-    while (const auto partition = inspector.NextPartition()) {
-        for (const InspectedPacket& packet : partition->packets)
-            if (packet.kind == PacketKind::kDamage || !packet.whole) return false;
-        const uint64_t content = partition->packets.back().End() - partition->packets.front().End();
-        if (partition->pack && std::cmp_less(content, partition->pack->GetIndexByteCount())) return false;
-    }
-    return true;
-}
-
 // Of a clip whose footer is there: nothing when what the footer and the random index tell is not there or cut.
 std::optional<int64_t> FramesOfClosedClip(Scanned& scanned) try {
     SalvageInput& input = *scanned.source;
@@ -392,13 +392,14 @@ void ScanClip(Scanned& scanned, const SalvageChoice& choice, const SalvageIndexe
     if (!scanned.IsGivenUp()) SayRebuilt(scanned, file);
 }
 
-// A file of pictures without one, not for want of reading it.
+// A file of pictures without one, not for want of reading it or of knowing their format.
 bool HoldsNoPicture(const Scanned& each) {
     const SalvagedFile& file = each.file;
-    const bool empty = file.content == SalvageContent::kPicture ||
-                       (file.content == SalvageContent::kUnknown && file.fileSize <= kEssenceOffset);
-    return empty && each.IsGivenUp() && !NameOf(file.path).channel && each.source->IsOpened() &&
-           !each.source->Unreadable();
+    const bool empty =
+        file.content == SalvageContent::kPicture
+            ? GetFrameDataSize(file.videoStd, file.compType) != 0
+            : file.content == SalvageContent::kUnknown && file.fileSize <= kEssenceOffset && !NameOf(file.path).channel;
+    return empty && each.IsGivenUp() && each.source->IsOpened() && !each.source->Unreadable();
 }
 
 // What is the same in all files of the clip, from the headers that were finished.

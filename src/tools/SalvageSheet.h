@@ -23,6 +23,12 @@ inline void GiveUp(SalvagedFile& file, std::string reason) {
     file.reason = std::move(reason);
 }
 
+// For want of a format that the caller may know; an empty file has none.
+inline void GiveUpUntold(SalvagedFile& file, std::string reason) {
+    GiveUp(file, std::move(reason));
+    file.wantsFormat = file.fileSize > 0;
+}
+
 inline void Lose(SalvagedFile& file, uint64_t offset, uint64_t size, const std::string& why) {
     if (size == 0) return;
     file.losses.push_back({offset, size, why});

@@ -16,7 +16,6 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint32_t kElementHeadSize = 24;  // key, and the length as 0x87 and 7 bytes
 constexpr uint32_t kIndexSID = 1;
 constexpr uint32_t kBodySID = 2;
 

@@ -75,6 +75,24 @@ TEST(SalvagePlan, ClosedFileThatIsCutInItsFooterIsNotComplete) {
     }
 }
 
+constexpr size_t kElement = kHeader - 24;   // where the element of the essence begins
+constexpr size_t kPack = 124, kFill = 512;  // sizes of a body partition pack, and of a fill item behind it
+
+Bytes BehindAFill(Bytes file) {
+    Bytes fill = Hex("06 0E 2B 34 01 01 01 02 03 01 02 10 01 00 00 00 83 00 01 EC");
+    fill.resize(kFill);
+    file.insert(file.begin() + kElement, fill.begin(), fill.end());
+    return file;
+}
+
+// To the 8 bytes of a number in a file.
+void AddTo(Bytes& file, size_t at, uint64_t what) {
+    for (size_t i = 8; i-- > 0; what >>= 8) {
+        what += file[at + i];
+        file[at + i] = static_cast<uint8_t>(what);
+    }
+}
+
 TEST(SalvagePlan, FileWhoseEssenceBeginsElsewhereIsNotTouched) {
     Clip clip;
     const auto expectRefused = [&](const Bytes& file, const std::string& place) {
@@ -102,6 +120,38 @@ TEST(SalvagePlan, FileWhoseEssenceBeginsElsewhereIsNotTouched) {
         smaller.erase(item + 20, item + 20 + 8192);
         expectRefused(smaller, "24576");
     }
+    expectRefused(BehindAFill(Clip::Get(clip.Add("C.mxf", {.clipType = 0x100}, DVFrames(120000, 2)))), "33280");
+}
+
+TEST(SalvagePlan, CompleteFileWhoseEssenceBeginsElsewhereIsLeftAlone) {
+    Clip clip;
+    Bytes whole = Clip::Get(clip.Add("C.mxf", {.clipType = 0x101}, DVFrames(120000, 2), true));
+    const size_t body = kElement - kPack, footer = kHeader + size_t{2} * 120000 + kFill;
+    whole = BehindAFill(whole);
+    // The packs tell of the footer where it is now, and it tells where it is itself.
+    for (const size_t field : {size_t{44}, body + 44, footer + 28, footer + 44}) AddTo(whole, field, kFill);
+    clip.Put("C.mxf", whole);
+    clip.Add("C00.mxf", {.compType = 0, .clipType = 0x101}, Noise(22424, 3));
+    const SalvagePlan plan = ScanForSalvage(FindSalvageFiles(clip.Path("C.mxf")));
+    ASSERT_EQ(plan.files.size(), 2u);
+    EXPECT_EQ(plan.files[0].reason, "it is complete");
+    EXPECT_EQ(plan.files[0].action, SalvageAction::kLeave);
+    EXPECT_EQ(plan.files[1].action, SalvageAction::kMend);
+    EXPECT_EQ(plan.duration, 2);
+}
+
+TEST(SalvagePlan, ADamagedHeadOfTheEssenceCostsNoFrame) {
+    Clip clip;
+    const Bytes whole = Clip::Get(clip.Add("C.mxf", {.clipType = 0x100}, DVFrames(120000, 3)));
+    for (size_t at = kElement; at < kHeader; ++at) {
+        for (const uint8_t value : {uint8_t{0}, uint8_t{7}, uint8_t{0xFF}}) {
+            SCOPED_TRACE(std::to_string(at) + " " + std::to_string(value));
+            Bytes damaged = whole;
+            damaged[at] = value;
+            const SalvagePlan plan = ScanForSalvage({clip.Put("C.mxf", damaged)});
+            ASSERT_EQ(plan.duration, 3) << plan.files[0].reason;
+        }
+    }
 }
 
 TEST(SalvagePlan, PicturesOfWhichNothingIsThereAreNoPartOfWhatIsLeft) {
@@ -120,6 +170,35 @@ TEST(SalvagePlan, PicturesOfWhichNothingIsThereAreNoPartOfWhatIsLeft) {
         ExpectSalvaged(plan);
         EXPECT_EQ(Clip::Get(path).size(), size) << "it is left as it is";
     }
+}
+
+TEST(SalvagePlan, NameThatEndsInDigitsIsNoSoundWhereItsHeaderTellsOfPictures) {
+    Clip clip;
+    fs::resize_file(clip.Add("C01.mxf", {.clipType = 0x101}, DVFrames(120000, 1)), 40000);
+    clip.Add("C0100.mxf", {.compType = 0, .clipType = 0x101}, Noise(22424, 3));
+    const SalvagePlan plan = ScanForSalvage(FindSalvageFiles(clip.Path("C01.mxf")));
+    ASSERT_EQ(plan.files.size(), 2u);
+    EXPECT_EQ(plan.clipType, 0x001u);
+    ExpectSalvaged(plan);
+}
+
+TEST(SalvagePlan, PicturesThatAreThereStayInTheClipThoughTheirFormatIsNamedWrongly) {
+    Clip clip;
+    clip.Add("C.mxf", {.clipType = 0x101}, DVFrames(120000, 2));
+    clip.Add("C00.mxf", {.compType = 0, .clipType = 0x101}, Noise(22424, 3));
+    const SalvagePlan plan = ScanForSalvage(FindSalvageFiles(clip.Path("C.mxf")), {.compType = COMP_TYPE_DV100_720P});
+    ASSERT_EQ(plan.files.size(), 2u);
+    EXPECT_EQ(plan.files[0].reason, "its format has no frame size");
+    EXPECT_EQ(plan.clipType, 0x101u);
+}
+
+TEST(SalvagePlan, ItIsToldWhetherNamingAFormatWouldHelp) {
+    Clip clip;
+    const auto wants = [&](const std::string& path) { return ScanForSalvage({path}).files[0].wantsFormat; };
+    EXPECT_TRUE(wants(clip.Put("A.mxf", Noise(200000, 5))));
+    EXPECT_FALSE(wants(clip.Put("B.mxf", {})));
+    EXPECT_FALSE(wants(clip.Add("C.mxf", {.clipType = 0x100}, DVFrames(120000, 1))));
+    EXPECT_TRUE(wants(clip.Put("D00.mxf", Noise(200000, 6)))) << "sound without pictures and header";
 }
 
 TEST(SalvagePlan, FilesTakenForThemselvesAreNotHeldAgainstTheirClip) {

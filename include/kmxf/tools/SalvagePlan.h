@@ -70,7 +70,8 @@ struct SalvagedFile {
     std::string name;  // the file's name in the clip, as "CLIP.mxf"; other than in the path where its writer was killed
     SalvageContent content = SalvageContent::kUnknown;
     SalvageAction action = SalvageAction::kGiveUp;
-    std::string reason;  // why it is left or given up
+    std::string reason;        // why it is left or given up
+    bool wantsFormat = false;  // it is given up for want of a format, which a SalvageChoice can name
 
     SalvageOrigin formatFrom = SalvageOrigin::kHeader;
     uint32_t videoStd = 0, compType = 0;
