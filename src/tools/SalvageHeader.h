@@ -17,10 +17,9 @@ namespace kmxf {
 struct SalvageHeader {
     bool found = false;  // the file begins with a header partition pack
     CheckScope layout = kOther;
-    std::optional<uint64_t>
-        elsewhere;                   // where OP-Atom essence begins, if all in front is sound and it is not its place
-    bool otherPattern = false;       // the operational pattern of neither layout, and not for damage
-    std::optional<uint64_t> footer;  // offset of the footer partition, where the header names one and it is there
+    std::optional<uint64_t> elsewhere;  // where OP-Atom essence begins that is surely not in its place
+    bool otherPattern = false;          // the operational pattern of neither layout, and not for damage
+    std::optional<uint64_t> footer;     // offset of the footer partition, where the header names one and it is there
     CheckedMetadata metadata;
     uint32_t videoStd = 0;  // one with the clip's picture rate; 0: nobody tells
     uint32_t clipType = 0;
