@@ -86,19 +86,11 @@ private:
     ExitStatus status_ = ExitStatus::kDone;
 };
 
-std::vector<CheckFinding> CheckFiles(const Paths& paths, bool apart) {
+std::vector<CheckFinding> CheckPaths(const Paths& paths, bool apart) {
     std::vector<std::unique_ptr<IByteSource>> files;
     std::vector<IByteSource*> sources;
     for (const std::string& path : paths) sources.push_back(files.emplace_back(OpenSource(path)).get());
-    if (!apart) return CheckClip(sources);
-    std::vector<CheckFinding> all;
-    for (size_t i = 0; i < sources.size(); ++i) {
-        for (CheckFinding& finding : CheckFile(*sources[i])) {
-            finding.file = i;
-            all.push_back(std::move(finding));
-        }
-    }
-    return all;
+    return apart ? CheckFiles(sources) : CheckClip(sources);
 }
 
 std::string_view TextOf(std::string_view rule) {
@@ -126,7 +118,7 @@ public:
 
     void Add(const Paths& clip) try {
         std::vector<bool> isMXF(clip.size(), true);
-        for (const CheckFinding& finding : CheckFiles(clip, options_.only)) {
+        for (const CheckFinding& finding : CheckPaths(clip, options_.only)) {
             if (finding.rule == kCheckRuleNoMXF) {
                 isMXF[finding.file] = false;
                 Fail(clip[finding.file] + ": is not an MXF file (offset 0)");

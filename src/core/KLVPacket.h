@@ -1,10 +1,12 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <span>
 
 #include "core/Bytes.h"
+#include "core/Labels.h"
 #include "kmxf/core/Records.h"
 
 namespace kmxf {
@@ -12,10 +14,19 @@ namespace kmxf {
 // Key and BER length written in front of every pack and set: 16 bytes, then 0x83 and 3 bytes.
 inline constexpr uint32_t kKLVHeadSize = 20;
 
+// The longest head: key, and a length as 0x88 and 8 bytes.
+inline constexpr uint32_t kMostKLVHead = 25;
+
 // Writes the head of a packet of `total` bytes, head included.
 inline void WriteKLVHead(ByteWriter& writer, const MXFKEYTag& key, uint32_t total) {
     writer.Key(key);
     writer.BER(total - kKLVHeadSize, 3);
+}
+
+// Whether bytes begin as a partition pack does, as far as there are any; what it is of is not looked at.
+inline bool BeginsLikePack(std::span<const uint8_t> bytes) {
+    return std::ranges::equal(bytes.first(std::min(bytes.size(), kPackKindByte)),
+                              std::span(kPartitionPackKey.bytes).first(std::min(bytes.size(), kPackKindByte)));
 }
 
 // How a BER length is read. Some walks take the first byte for the long form whatever its top bit says.

@@ -1,15 +1,20 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+
 #include "kmxf/core/Records.h"
 
 // Every key, universal label and coding label the library writes or looks for, as its 16 bytes in file order.
 // The labels of metadata items are in LocalTags.h.
 namespace kmxf {
 
-// Packs and items of the file structure (SMPTE ST 377-1). Bytes 13 and 14 of a partition pack key tell its kind and
-// status.
+// Packs and items of the file structure (SMPTE ST 377-1).
 inline constexpr MXFKEYTag kPartitionPackKey{
     {0x06, 0x0E, 0x2B, 0x34, 0x02, 0x05, 0x01, 0x01, 0x0D, 0x01, 0x02, 0x01, 0x01, 0x00, 0x00, 0x00}};
+// The bytes of such a key that tell the pack's kind and status; those before them make it one.
+inline constexpr size_t kPackKindByte = 13, kPackStatusByte = 14;
+inline constexpr uint8_t kHeaderPack = 2, kBodyPack = 3, kFooterPack = 4;
 inline constexpr MXFKEYTag kPrimerPackKey{
     {0x06, 0x0E, 0x2B, 0x34, 0x02, 0x05, 0x01, 0x01, 0x0D, 0x01, 0x02, 0x01, 0x01, 0x05, 0x01, 0x00}};
 inline constexpr MXFKEYTag kRandomIndexPackKey{

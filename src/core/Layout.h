@@ -28,6 +28,10 @@ inline constexpr uint32_t kOp1bSamplesPerSec = 48000;
 // Whether the area of the thumbnail holds a picture of so many bytes: with a fill item behind it, or exactly without.
 constexpr bool HasOp1bThumbnailRoom(uint32_t size) { return size <= 16011 || size == 16031; }
 
+// The streams of an OP-1b file: pictures, ANC, and each channel of sound. Their index tables count alike.
+inline constexpr uint32_t kPictureSID = 1, kANCSID = 2, kFirstSoundSID = 3;
+inline constexpr uint32_t kPictureIndexSID = 101, kANCIndexSID = 102, kFirstSoundIndexSID = 103;
+
 // An ANC element in OP-1b, with the fill item behind it.
 inline constexpr uint32_t kANCElementSize = 512;
 

@@ -27,7 +27,7 @@ constexpr uint8_t kItemClass = 1, kLastKeyClass = 3;
 constexpr size_t kLengthByte = sizeof(MXFKEYTag);
 constexpr uint8_t kIndefiniteLength = 0x80;
 // A head whose length has up to 8 bytes behind the first; one with all that the first byte can announce
-constexpr size_t kUsualHead = 25, kMostHead = 144;
+constexpr size_t kUsualHead = kMostKLVHead, kMostHead = 144;
 
 // Longer than any value there is: 16 TiB.
 constexpr uint64_t kMostLength = uint64_t{1} << 44;

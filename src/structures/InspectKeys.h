@@ -19,7 +19,7 @@ struct PacketKeyRow {
 constexpr size_t kVersionByte = 7;
 constexpr size_t kWholeKey = sizeof(MXFKEYTag);
 // Up to the byte that tells the kind of a partition pack, and up to the one that tells the kind of an essence element
-constexpr size_t kPartitionKeySize = 14, kElementKeySize = 13;
+constexpr size_t kPartitionKeySize = kPackKindByte + 1, kElementKeySize = 13;
 // Up to the byte that tells sets of the local coding with 2-byte tags and lengths, and essence
 constexpr size_t kClassSize = 6;
 
@@ -28,13 +28,15 @@ constexpr MXFKEYTag WithByte(MXFKEYTag key, size_t index, uint8_t value) {
     return key;
 }
 
-inline constexpr MXFKEYTag kHeaderPartitionKey = WithByte(kPartitionPackKey, 13, 2);
+inline constexpr MXFKEYTag kHeaderPartitionKey = WithByte(kPartitionPackKey, kPackKindByte, kHeaderPack);
 
 // The first row that fits counts. Rows without a name tell the coding of keys that nobody knows.
 inline constexpr PacketKeyRow kPacketKeyRows[] = {
     {kHeaderPartitionKey, kPartitionKeySize, PacketKind::kPartition, "HeaderPartitionPack"},
-    {WithByte(kPartitionPackKey, 13, 3), kPartitionKeySize, PacketKind::kPartition, "BodyPartitionPack"},
-    {WithByte(kPartitionPackKey, 13, 4), kPartitionKeySize, PacketKind::kPartition, "FooterPartitionPack"},
+    {WithByte(kPartitionPackKey, kPackKindByte, kBodyPack), kPartitionKeySize, PacketKind::kPartition,
+     "BodyPartitionPack"},
+    {WithByte(kPartitionPackKey, kPackKindByte, kFooterPack), kPartitionKeySize, PacketKind::kPartition,
+     "FooterPartitionPack"},
     {kPrimerPackKey, kWholeKey, PacketKind::kPrimer, "PrimerPack"},
     {kRandomIndexPackKey, kWholeKey, PacketKind::kRandomIndex, "RandomIndexPack"},
     {kFillKey, kWholeKey, PacketKind::kFill, "Fill"},

@@ -16,10 +16,7 @@ namespace {
 
 constexpr uint32_t kContainerSize = sizeof(MXFKEYTag);
 
-// Bytes of the key that tell the kind and the status; those before them make a partition pack key.
-constexpr size_t kKindByte = 13;
-constexpr size_t kStatusByte = 14;
-constexpr std::span<const uint8_t> kKeyStart = std::span(kPartitionPackKey.bytes).first<kKindByte>();
+constexpr std::span<const uint8_t> kKeyStart = std::span(kPartitionPackKey.bytes).first<kPackKindByte>();
 
 // Low byte of the count in the head of the batch: the only one that is used.
 constexpr size_t kCountByte = 3;
@@ -27,8 +24,8 @@ constexpr size_t kCountByte = 3;
 MXFKEYTag PackKey(uint32_t kind, bool closed, bool complete) {
     if (kind < 1 || kind > 3) return {};
     MXFKEYTag key = kPartitionPackKey;
-    key.bytes[kKindByte] = static_cast<uint8_t>(kind + 1);
-    key.bytes[kStatusByte] = static_cast<uint8_t>(1 + (closed ? 1 : 0) + (complete ? 2 : 0));
+    key.bytes[kPackKindByte] = static_cast<uint8_t>(kind + 1);
+    key.bytes[kPackStatusByte] = static_cast<uint8_t>(1 + (closed ? 1 : 0) + (complete ? 2 : 0));
     return key;
 }
 

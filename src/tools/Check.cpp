@@ -8,6 +8,7 @@
 #include "core/Bytes.h"
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "kmxf/core/Status.h"
 #include "kmxf/structures/RandomIndex.h"
 #include "tools/CheckRule.h"
@@ -18,8 +19,6 @@ namespace {
 
 constexpr uint64_t kMostRandomIndex = 64 << 20;
 constexpr size_t kMostSegments = 2;  // that a partition keeps with its items
-constexpr size_t kMostHead = 25;
-constexpr uint64_t kPictureSID = 1;
 
 const std::vector<Rule>& Table() {
     static const std::vector<Rule> kTable = [] {
@@ -163,7 +162,7 @@ private:
         if (file_.namedFooter == 0) return "FooterPartition 0: the recording was cut off";
         const std::string named = "FooterPartition " + TextOf(file_.namedFooter) + ": ";
         if (place < file_.runIn || place >= file_.size) return named + "the file ends at " + TextOf(file_.size);
-        const auto head = ReadKLVHead(source_.Copy(place, kMostHead));
+        const auto head = ReadKLVHead(source_.Copy(place, kMostKLVHead));
         if (!head || KeyName(head->key) != "FooterPartitionPack") return named + "no footer partition stands there";
         return head->length > file_.size - place - head->size ? named + "it is cut off" : "";
     }
@@ -350,6 +349,17 @@ std::vector<CheckFinding> CheckFile(IByteSource& source, CheckCost* cost) {
     checker.Run();
     if (cost != nullptr) *cost = checker.Cost();
     return findings.Take(0);
+}
+
+std::vector<CheckFinding> CheckFiles(std::span<IByteSource* const> sources) {
+    std::vector<CheckFinding> all;
+    for (size_t i = 0; i < sources.size(); ++i) {
+        CheckedFile file;
+        CheckFindings findings;
+        Checker(*sources[i], file, findings).Run();
+        std::ranges::move(findings.Take(i), std::back_inserter(all));
+    }
+    return all;
 }
 
 std::vector<CheckFinding> CheckClip(std::span<IByteSource* const> sources, CheckCost* cost) {

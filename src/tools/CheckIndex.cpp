@@ -9,8 +9,6 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint64_t kPictureSID = 1, kANCSID = 2, kFirstIndexSID = 101;
-
 using File = CheckedFile;
 using Partition = CheckedPartition;
 using Set = CheckedSet;
@@ -53,8 +51,9 @@ Expected ExpectedOfOpAtom(const File& file, size_t number) {
 
 Expected ExpectedOfOp1b(const File& file, const Partition& partition) {
     const CheckedMetadata& metadata = file.metadata;
-    const uint64_t indexSID = partition.Field("IndexSID").value_or(kFirstIndexSID);
-    Expected expected{.indexSID = indexSID, .bodySID = indexSID - kFirstIndexSID + 1, .editRate = metadata.pictureRate};
+    const uint64_t indexSID = partition.Field("IndexSID").value_or(kPictureIndexSID);
+    Expected expected{
+        .indexSID = indexSID, .bodySID = indexSID - kPictureIndexSID + kPictureSID, .editRate = metadata.pictureRate};
     const bool sound = expected.bodySID > kANCSID;
     expected.entries = expected.bodySID == kPictureSID;
     expected.unitSize = sound ? metadata.bytesPerSample : expected.bodySID == kANCSID ? kANCElementSize : 0;

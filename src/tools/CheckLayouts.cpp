@@ -11,7 +11,6 @@ namespace {
 
 constexpr uint64_t kHeaderAreaSize = kOpAtomHeaderSize;
 constexpr uint64_t kOp1bAreaEnds[] = {kOp1bMetadataEnd, kOp1bXMLEnd, kOp1bHeaderSize};
-constexpr uint64_t kPictureSID = 1, kANCSID = 2, kFirstSoundSID = 3, kFirstIndexSID = 101;
 
 using File = CheckedFile;
 using Metadata = CheckedMetadata;
@@ -117,7 +116,7 @@ constexpr Rule kOpAtomRules[] = {
 std::optional<uint64_t> PlaceInGroup(const Partition& partition) {
     const auto bodySID = partition.Field("BodySID"), indexSID = partition.Field("IndexSID");
     if (bodySID.value_or(0) != 0) return 2 * (*bodySID - kPictureSID);
-    if (indexSID.value_or(0) >= kFirstIndexSID) return 2 * (*indexSID - kFirstIndexSID) + 1;
+    if (indexSID.value_or(0) >= kPictureIndexSID) return 2 * (*indexSID - kPictureIndexSID) + 1;
     return std::nullopt;
 }
 std::string NameOfPlace(std::optional<uint64_t> place) {

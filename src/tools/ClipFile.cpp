@@ -8,7 +8,7 @@
 #include "core/Layout.h"
 #include "kmxf/core/VideoStandard.h"
 #include "tools/ClipHeader.h"
-#include "tools/WorkingName.h"
+#include "tools/MemberName.h"
 
 namespace kmxf {
 
@@ -18,21 +18,14 @@ namespace fs = std::filesystem;
 
 constexpr size_t kPartitionPackSize = 124;  // with one essence container label
 
-// NAME of NAME.mxf, and of NAMEcc.mxf when the file holds sound.
-std::string NameOf(const fs::path& path, bool isSound) {
-    std::string name = fs::path(FinalName(path.string())).stem().string();
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
-    if (isSound && name.size() > 2 && std::all_of(name.end() - 2, name.end(), isDigit)) name.resize(name.size() - 2);
-    return name;
-}
-
 std::string Recording(const std::string& path, const CPartition& pack, const MXFUMIDTag& umid) {
     const fs::path whole = CanonicalPath(path);
     if (pack.IsOp1b()) return whole.string();
     if (umid == MXFUMIDTag{}) {
         MXFKEYTag container{};
         pack.GetEssenceContainer(&container, 0);
-        return (whole.parent_path() / NameOf(whole, container == kAES3ClipContainerLabel)).string();
+        const bool isSound = container == kAES3ClipContainerLabel;
+        return (whole.parent_path() / (isSound ? NameOf(whole).clip : StemOf(whole))).string();
     }
     constexpr char kDigits[] = "0123456789ABCDEF";
     std::string hex;

@@ -21,11 +21,8 @@ namespace {
 
 constexpr uint64_t kHeaderSize = kOp1bHeaderSize;
 constexpr uint64_t kMostPictures = 512 << 20;  // that are shown to the indexer
-constexpr uint64_t kFirstGroup = 256 << 20;    // in which the first group ends
 constexpr uint64_t kWindow = 1 << 20;
-constexpr int64_t kMostAhead = 4;  // groups that are asked for their number
-constexpr size_t kPackKind = 13;   // in the key of a partition pack
-constexpr uint8_t kFooterPack = 4;
+constexpr int64_t kMostAhead = 4;        // groups that are asked for their number
 constexpr uint8_t kRandomAccess = 0x80;  // of a picture's flags
 
 const char* const kUnfinished = "a group of frames that was being written";
@@ -160,10 +157,7 @@ Op1bBody BodyReader::Read() {
     body_.moves = body_.moves || body_.unreadable;
     // What can stand there is a footer that did not come to its end; a pack tells of its kind with its 14th byte.
     const auto rest = source_.Copy(at, sizeof(MXFKEYTag));
-    const bool footer =
-        std::equal(rest.begin(), rest.begin() + static_cast<std::ptrdiff_t>(std::min(rest.size(), kPackKind)),
-                   kPartitionPackKey.bytes) &&
-        (rest.size() <= kPackKind || rest[kPackKind] == kFooterPack);
+    const bool footer = BeginsLikePack(rest) && (rest.size() <= kPackKindByte || rest[kPackKindByte] == kFooterPack);
     if (footer) {
         body_.rebuiltSize += size - std::min(at, size);
     } else if (at < size) {

@@ -15,11 +15,7 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint64_t kFirstGroup = 256 << 20;  // in which the first group ends
 constexpr uint64_t kMostPack = 1024;
-constexpr uint64_t kMostHead = 25;  // of a KLV packet: key, and a length of 8 bytes
-constexpr size_t kPackKind = 13;    // in the key of a partition pack
-constexpr uint8_t kBodyPack = 3;
 constexpr uint64_t kSector = 4096;  // what is lost when a byte of it cannot be read
 
 // Where `wanted` says yes first, of the places from `from` on at which a key of SMPTE begins; nothing in front of
@@ -47,10 +43,8 @@ uint64_t FindKey(SalvageInput& source, uint64_t from, uint64_t limit, const std:
 }  // namespace
 
 std::optional<CPartition> BodyPackAt(SalvageInput& source, uint64_t place) {
-    const auto key = source.Copy(place, kPackKind + 1);
-    if (key.size() <= kPackKind || key[kPackKind] != kBodyPack ||
-        !std::equal(kPartitionPackKey.bytes, kPartitionPackKey.bytes + kPackKind, key.begin()))
-        return std::nullopt;
+    const auto key = source.Copy(place, kPackKindByte + 1);
+    if (key.size() <= kPackKindByte || key[kPackKindByte] != kBodyPack || !BeginsLikePack(key)) return std::nullopt;
     const auto bytes = source.Copy(place, kMostPack);
     CPartition pack;
     const bool good = pack.SetData(bytes.data(), static_cast<uint32_t>(bytes.size())) == kStatusOk &&
@@ -59,7 +53,7 @@ std::optional<CPartition> BodyPackAt(SalvageInput& source, uint64_t place) {
 }
 
 std::optional<Op1bElement> PictureAt(SalvageInput& source, uint64_t place, uint64_t limit) {
-    const auto head = ReadKLVHead(source.Copy(place, kMostHead));
+    const auto head = ReadKLVHead(source.Copy(place, kMostKLVHead));
     if (!head || head->key != kAVCLongGOPElementKey || head->length % 4 != 0 || head->length > kMostPicture)
         return std::nullopt;
     const uint64_t offset = place + head->size;
@@ -91,7 +85,7 @@ uint64_t FindGroup(SalvageInput& source, uint64_t from) {
     const auto begins = [&](const CPartition& pack) {
         if (pack.GetBodySID() != kPictureSID) return false;
         const uint64_t place = static_cast<uint64_t>(pack.GetThisPartition()) + pack.GetLength();
-        const auto head = ReadKLVHead(source.Copy(place, kMostHead));
+        const auto head = ReadKLVHead(source.Copy(place, kMostKLVHead));
         return head && head->key == kAVCLongGOPElementKey &&
                (head->length == 0 || place + head->size < source.GetSize());
     };

@@ -15,8 +15,7 @@
 // source remembers it.
 namespace kmxf {
 
-inline constexpr uint32_t kPictureSID = 1, kFirstSoundSID = 3;
-inline constexpr uint32_t kPictureIndexSID = 101, kANCIndexSID = 102, kFirstSoundIndexSID = 103;
+inline constexpr uint64_t kFirstGroup = 256 << 20;  // bytes in which the first group ends
 
 // The pack of a body partition that names this place as its own.
 std::optional<CPartition> BodyPackAt(SalvageInput& source, uint64_t place);

@@ -15,14 +15,9 @@ namespace kmxf {
 
 namespace {
 
-constexpr uint32_t kPictureSID = 1, kANCSID = 2, kFirstSoundSID = 3;
 constexpr uint32_t kMostFrames = 120;  // of a group
 
-constexpr uint32_t kMostHead = 25;    // of a KLV packet: key, and a length of 8 bytes
 constexpr uint32_t kMostPack = 1024;  // of a partition pack that is looked at
-
-constexpr size_t kPackKind = 13;  // in the key of a partition pack
-constexpr uint8_t kBodyPack = 3;
 
 // Whether a segment has one entry for each picture, with the place at which it is.
 bool TellsPlaces(const CIndexCommon& segment, const std::vector<Op1bElement>& pictures) {
@@ -67,7 +62,7 @@ bool Op1bScan::StepOver(uint64_t count) {
 }
 
 bool Op1bScan::TakeElement(const MXFKEYTag& key, Op1bElement& element) {
-    const auto head = ReadKLVHead(Read(kMostHead));
+    const auto head = ReadKLVHead(Read(kMostKLVHead));
     if (!head || head->key != key) return false;
     const uint64_t start = position_, value = start + head->size;
     if (!StepOver(head->size)) return false;
@@ -78,12 +73,12 @@ bool Op1bScan::TakeElement(const MXFKEYTag& key, Op1bElement& element) {
 }
 
 std::optional<CPartition> Op1bScan::ReadPack(uint32_t bodySID) {
-    const auto head = ReadKLVHead(Read(kMostHead));
+    const auto head = ReadKLVHead(Read(kMostKLVHead));
     if (!head || head->length > kMostPack) return std::nullopt;
     const auto bytes = Read(head->size + head->length);  // no more: what is behind it may be unreadable
     CPartition pack;
     if (pack.SetData(bytes.data(), static_cast<uint32_t>(bytes.size())) != kStatusOk) return std::nullopt;
-    const bool wanted = pack.GetKey().bytes[kPackKind] == kBodyPack && pack.GetBodySID() == bodySID;
+    const bool wanted = pack.GetKey().bytes[kPackKindByte] == kBodyPack && pack.GetBodySID() == bodySID;
     return wanted ? std::optional(std::move(pack)) : std::nullopt;
 }
 

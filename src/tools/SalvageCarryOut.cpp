@@ -181,18 +181,6 @@ Outcome ProveLastFrame(const SalvagedFile& file, const std::string& target) {
     return HashOf(source, offset, size) == file.lastFrameHash ? "" : kDifferent;
 }
 
-// Without the rules of what is the same in all files of a clip.
-std::vector<CheckFinding> CheckEach(const std::vector<IByteSource*>& sources) {
-    std::vector<CheckFinding> all;
-    for (size_t i = 0; i < sources.size(); ++i) {
-        for (CheckFinding& finding : CheckFile(*sources[i])) {
-            finding.file = i;
-            all.push_back(std::move(finding));
-        }
-    }
-    return all;
-}
-
 }  // namespace
 
 SalvageResult CarryOutSalvage(const SalvagePlan& plan, const std::vector<std::string>& targets) {
@@ -230,7 +218,7 @@ SalvageResult CarryOutSalvage(const SalvagePlan& plan, const std::vector<std::st
         sources.push_back(std::make_unique<SalvageInput>(targets[i]));
         pointers.push_back(sources.back().get());
     }
-    result.findings = plan.alone ? CheckEach(pointers) : CheckClip(pointers);
+    result.findings = plan.alone ? CheckFiles(pointers) : CheckClip(pointers);
     for (CheckFinding& finding : result.findings) finding.file = written[finding.file];
     result.done = true;
     return result;

@@ -13,7 +13,6 @@ namespace kmxf {
 namespace {
 
 constexpr uint64_t kMostHeader = kOp1bHeaderSize;
-constexpr size_t kMostHead = 25;
 
 // The beginning of a file, in memory.
 class HeaderSource final : public IByteSource {
@@ -39,7 +38,7 @@ std::vector<uint8_t> Copy(IByteSource& file, uint64_t offset, uint64_t most) {
 
 std::optional<uint64_t> FooterAt(IByteSource& file, uint64_t offset) {
     if (offset == 0) return std::nullopt;
-    const auto head = ReadKLVHead(Copy(file, offset, kMostHead));
+    const auto head = ReadKLVHead(Copy(file, offset, kMostKLVHead));
     const bool there =
         head && KeyName(head->key) == "FooterPartitionPack" && head->length <= file.GetSize() - offset - head->size;
     return there ? std::optional(offset) : std::nullopt;

@@ -144,7 +144,9 @@ std::string MakeHeader(const SalvagePlan& plan, const SalvagedFile& file, const 
 
 }  // namespace
 
-bool HasOp1bBody(SalvageInput& source) {
+bool IsOp1bClip(const SalvageHeader& header, SalvageInput& source) {
+    if (header.layout == kOp1b) return true;
+    if (header.layout != kOther || header.otherPattern) return false;
     const auto pack = BodyPackAt(source, kOp1bHeaderSize);
     return pack && pack->GetBodySID() == kPictureSID;
 }

@@ -9,8 +9,8 @@
 // The part of a salvage plan that is about OP-1b files.
 namespace kmxf {
 
-// Whether the body of an OP-1b clip begins where it should, whatever became of the header.
-bool HasOp1bBody(SalvageInput& source);
+// Whether a file is an OP-1b clip: by its header or, whatever became of that, by the body that begins where it should.
+bool IsOp1bClip(const SalvageHeader& header, SalvageInput& source);
 
 // What the file of a clip that is not closed is, and what is kept and lost of it.
 void ScanOp1bFile(SalvagedFile& file, SalvageInput& source, const SalvageHeader& header, const SalvageChoice& choice,

@@ -12,6 +12,9 @@ namespace kmxf {
 // The block in front of AVC-Intra frames, when it is damaged and made anew.
 inline constexpr const char* kParameterSets = "the parameter sets";
 
+// Why bytes are lost.
+inline constexpr const char* kWritten = "a frame that was being written";
+
 // How a reason begins that is none of the file's content, but of its medium.
 inline constexpr const char* kUnreadable = "cannot be read";
 inline std::string CannotRead(uint64_t offset) {

@@ -24,7 +24,6 @@ namespace kmxf {
 namespace {
 
 constexpr uint32_t kMostANCData = 470;
-constexpr uint32_t kSamplesPerSec = 48000;
 constexpr uint32_t kTimecodeTrackID = 1;
 
 // A kind of essence. All channels of sound have one key; their BodySIDs tell them apart.
@@ -53,8 +52,8 @@ struct Stream {
     CIndexCommon segment{0, 0, 0, 0};  // the one that is being filled
 
     bool IsSound() const { return kind == &kSound; }
-    uint32_t BodySID() const { return 1 + number; }
-    uint32_t IndexSID() const { return 101 + number; }
+    uint32_t BodySID() const { return kPictureSID + number; }
+    uint32_t IndexSID() const { return kPictureIndexSID + number; }
     uint32_t TrackID() const { return 2 + number; }
     uint32_t TrackNumber() const { return ByteReader(std::span(kind->elementKey.bytes).last(4)).U32(); }
 };
@@ -134,7 +133,7 @@ COp1bBase::Parts::Parts(const ClipFormat& clip, uint8_t channels, uint8_t bytesP
 }
 
 int64_t COp1bBase::Parts::EditUnits(const Stream& stream, int64_t frames) const {
-    return stream.IsSound() ? DurationToAudioSample(format.videoStd, frames, kSamplesPerSec) : frames;
+    return stream.IsSound() ? DurationToAudioSample(format.videoStd, frames, kOp1bSamplesPerSec) : frames;
 }
 
 Stream* COp1bBase::Parts::Sound(uint8_t channel) {
@@ -145,7 +144,7 @@ Stream* COp1bBase::Parts::Sound(uint8_t channel) {
 void COp1bBase::Parts::OpenSegment(Stream& stream) {
     const bool variable = stream.unitSize == 0;
     CIndexCommon segment(0, 0, 0, variable);
-    segment.SetEditRate(stream.IsSound() ? GetAudioEditRate(kSamplesPerSec) : GetVideoEditRate(format.videoStd));
+    segment.SetEditRate(stream.IsSound() ? GetAudioEditRate(kOp1bSamplesPerSec) : GetVideoEditRate(format.videoStd));
     segment.SetStartPosition(EditUnits(stream, framesWritten));
     segment.SetEditUnitByteCount(stream.unitSize);
     segment.SetIndexSID(stream.IndexSID());
@@ -246,7 +245,7 @@ int32_t COp1bBase::Initialize(bool keepForFooter) {
 }
 
 int32_t COp1bBase::CreateInstance() {
-    parts_ = std::make_unique<Parts>(ClipFormat{videoStd_, kSamplesPerSec}, channels_, bytesPerSample_);
+    parts_ = std::make_unique<Parts>(ClipFormat{videoStd_, kOp1bSamplesPerSec}, channels_, bytesPerSample_);
     // The one descriptor that not every format has.
     CCDCIEssenceDescriptor picture(videoStd_, compType_, false);
     if (const int32_t status = picture.SetVideoFormat(videoStd_, compType_, false); status != kStatusOk) return status;
@@ -262,7 +261,7 @@ int32_t COp1bBase::CreateInstance() {
         CAESEssenceDescriptor sound;
         sound.SetQuantizationBits(bytesPerSample_ * 8U);
         sound.SetBlockAlign(bytesPerSample_);
-        sound.SetAverageBytesPerSecond(kSamplesPerSec * bytesPerSample_);
+        sound.SetAverageBytesPerSecond(kOp1bSamplesPerSec * bytesPerSample_);
         descriptors.emplace_back(std::move(sound));
     }
     return kStatusOk;
@@ -502,7 +501,7 @@ int32_t COp1bBase::SetContainerDuration(int64_t duration) {
     std::vector<EssenceDescriptor>& descriptors = parts_->metadata.descriptors;
     for (EssenceDescriptor& each : descriptors) {
         const bool sound = std::holds_alternative<CAESEssenceDescriptor>(each.descriptor);
-        const int64_t samples = sound ? DurationToAudioSample(videoStd_, duration, kSamplesPerSec) : duration;
+        const int64_t samples = sound ? DurationToAudioSample(videoStd_, duration, kOp1bSamplesPerSec) : duration;
         each.Common().SetContainerDuration(samples);
     }
     return kStatusOk;

@@ -302,6 +302,16 @@ TEST(Check, FilesThatWereCutOffHaveNoPartInTheComparison) {
     EXPECT_THAT(CheckedClip(clip).size(), 2u);
 }
 
+TEST(Check, FilesByThemselvesAreNotCompared) {
+    const std::vector<Bytes> files{Record(AtomFile{.compType = 0, .clipType = 0x2, .frames = 7}),
+                                   Record(AtomFile{.compType = 0, .clipType = 0x2, .channel = 1, .close = false}),
+                                   Record(AtomFile{.compType = 0, .clipType = 0x2, .channel = 1, .frames = 8})};
+    std::vector<MemorySource> sources(files.begin(), files.end());
+    const std::vector<IByteSource*> pointers{&sources[0], &sources[1], &sources[2]};
+    EXPECT_THAT(Lines(CheckFiles(pointers)), ElementsAre("file 1 " + kCutOff));
+    EXPECT_THAT(CheckFiles({}), IsEmpty());
+}
+
 // --- cost ---
 
 // Bytes in front, and zeros behind them up to the size.

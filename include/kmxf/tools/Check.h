@@ -50,6 +50,9 @@ struct CheckCost {
 // more there are. Heads and tables are read, essence is not. `cost` may be null.
 KMXF_API std::vector<CheckFinding> CheckFile(IByteSource& source, CheckCost* cost = nullptr);
 
+// Checks files each by itself, whatever clips they are of. Findings come file by file. No source may be null.
+KMXF_API std::vector<CheckFinding> CheckFiles(std::span<IByteSource* const> sources);
+
 // Checks every file of a clip, and then what they must have in common: material UMID, package name, start timecode,
 // descriptive metadata, length to the frame, no member missing or there twice. Findings come file by file. Files that
 // were cut off have no part in the comparison. A source that is null could not be opened and is a finding.
