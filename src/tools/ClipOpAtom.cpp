@@ -20,11 +20,14 @@ void LookForBody(std::span<const uint8_t> bytes, HeaderArea& area) {
     const auto packSize = static_cast<int64_t>(area.pack.GetLength());
     const int64_t indexSize = area.pack.GetIndexByteCount();
     if (metadataSize < 0 || metadataSize > room - packSize) return;  // is noted already
-    const int64_t body = packSize + metadataSize + indexSize;
-    CPartition bodyPack;
-    if (indexSize < 0 || body > room) {
+    const int64_t metadataEnd = packSize + metadataSize;
+    if (indexSize < 0 || indexSize > room - metadataEnd) {
         area.damage = area.damage.value_or(0);
-    } else if (bodyPack.SetData(bytes.data() + body, static_cast<uint32_t>(room - body)) != 0) {
+        return;
+    }
+    const int64_t body = metadataEnd + indexSize;
+    CPartition bodyPack;
+    if (bodyPack.SetData(bytes.data() + body, static_cast<uint32_t>(room - body)) != 0) {
         area.damage = area.damage.value_or(static_cast<uint64_t>(body));
     }
 }

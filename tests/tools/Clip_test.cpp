@@ -175,6 +175,10 @@ TEST(ClipFileTells, WhereItIsDamaged) {
     const uint64_t primer = Nth(whole, "PrimerPack").offset;
     EXPECT_EQ(Told(At(whole, primer, "FF")).verdict.Text(), "damaged at offset " + std::to_string(primer));
     EXPECT_EQ(Told(CutTo(whole, 2000)).verdict.Text(), "damaged at offset 2000");
+    // More index than there can be in front of the essence, up to the most that a number can say
+    for (const char* const count : {"0000000000007FFF", "7FFFFFFFFFFFFFFF", "FFFFFFFFFFFFFFFF"})
+        EXPECT_EQ(Told(With(whole, "HeaderPartitionPack", 0, "IndexByteCount", count)).verdict.Text(),
+                  "damaged at offset 0");
 }
 
 TEST(ClipFileTells, ThatItIsNoSuchFile) {
