@@ -10,9 +10,6 @@ namespace kmxf::program {
 
 namespace {
 
-// NAL unit types (ITU-T H.264, table 7-1).
-constexpr uint32_t kSlice = 1, kSliceOfIDR = 5, kSequenceParameterSet = 7, kPictureParameterSet = 8, kDelimiter = 9;
-
 // Whether such a NAL unit behind the slices of a picture begins the next access unit (7.4.1.2.3).
 constexpr bool BeginsAccessUnit(uint32_t type) { return (type >= 6 && type <= 9) || (type >= 14 && type <= 18); }
 
@@ -132,10 +129,10 @@ void AccessUnits::OnNal(size_t at) {
     } else if (BeginsAccessUnit(type) && frame_ && !boundary_) {
         boundary_ = start;
     }
-    delimiterMet_ = delimiterMet_ || type == kDelimiter;
-    if (type == kSequenceParameterSet || type == kPictureParameterSet) {
+    delimiterMet_ = delimiterMet_ || type == kAccessUnitDelimiter;
+    if (type == kSequenceSet || type == kPictureSet) {
         sets_.Take(NalAt(at, kMostParameterSet));
-        parameterSetsMet_ = parameterSetsMet_ || type == kSequenceParameterSet;
+        parameterSetsMet_ = parameterSetsMet_ || type == kSequenceSet;
     }
 }
 

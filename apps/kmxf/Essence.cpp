@@ -82,7 +82,7 @@ bool FramesFit(std::span<const uint8_t> head, uint64_t size, const EssenceLayout
     if (head.size() < second + 4) return size == 0 ? head.size() == second : size == second;
     const auto next = head.subspan(second);
     if (!StartsWithStartCode(next)) return false;
-    const bool hasBlock = !FindNal(next.first(std::min<size_t>(next.size(), kParameterSetBlock)), 7).empty();
+    const bool hasBlock = !FindNal(next.first(std::min<size_t>(next.size(), kParameterSetBlock)), kSequenceSet).empty();
     return hasBlock == layout.blockEveryFrame;
 }
 
@@ -94,7 +94,7 @@ struct AVCIntraFound {
 AVCIntraFound AVCIntraCandidates(std::span<const uint8_t> head, uint64_t size) {
     AVCIntraFound found;
     const auto block = head.first(std::min<size_t>(head.size(), kParameterSetBlock));
-    const auto spsNal = FindNal(block, 7);
+    const auto spsNal = FindNal(block, kSequenceSet);
     const auto sps = ParseSequenceParameterSet(spsNal);
     if (!spsNal.empty() && !sps) return found;
     for (const VideoFormat& format : AllVideoFormats()) {
@@ -144,10 +144,10 @@ VideoFormat Choose(const Candidates& candidates, const FormatChoice& choice, con
 void RequireFormatsParameterSets(std::span<const uint8_t> block, const VideoFormat& format, const std::string& file) {
     std::vector<uint8_t> own(kParameterSetBlock);
     GetAVCIHeader(format.videoStd, format.compType, own.data());
-    const auto theirs = ParseSequenceParameterSet(FindNal(block, 7));
-    const auto ours = ParseSequenceParameterSet(FindNal(own, 7));
-    const auto theirPictureSet = FindNal(block, 8);
-    const auto ourPictureSet = FindNal(own, 8);
+    const auto theirs = ParseSequenceParameterSet(FindNal(block, kSequenceSet));
+    const auto ours = ParseSequenceParameterSet(FindNal(own, kSequenceSet));
+    const auto theirPictureSet = FindNal(block, kPictureSet);
+    const auto ourPictureSet = FindNal(own, kPictureSet);
     if (!theirs || !ours || theirs->decodingValues != ours->decodingValues ||
         !std::equal(theirPictureSet.begin(), theirPictureSet.end(), ourPictureSet.begin(), ourPictureSet.end())) {
         Fail(ExitStatus::kInput, file,
@@ -212,7 +212,7 @@ void RefuseContainers(std::span<const uint8_t> head, const std::string& file) {
     if (head.empty()) saw("is empty");
     if (StartsWith(head, {'R', 'I', 'F', 'F'})) saw("is a RIFF file; sound goes with --audio (offset 0)");
     if (StartsWithStartCode(head)) {
-        const auto sps = ParseSequenceParameterSet(FindNal(head, 7));
+        const auto sps = ParseSequenceParameterSet(FindNal(head, kSequenceSet));
         if (!sps) saw("is H.264 without parameter sets, and no AVC-Intra frame size fits it (offset 0)");
         static constexpr const char* kSamplings[] = {"4:0:0", "4:2:0", "4:2:2", "4:4:4"};
         saw("is H.264, profile " + std::to_string(sps->profile) + ", " + std::to_string(sps->width) + " x " +

@@ -26,8 +26,9 @@ Look LookAt(std::span<const uint8_t> head) {
         if (nal.size() < 2) continue;
         const uint32_t type = nal[0] % 32U;
         if (!look.sps) look.sps = ParseSequenceParameterSet(nal);
-        if (type == 7 || type == 8) sets.Take(nal);
-        const bool firstSlice = (type == 1 || type == 5) && (nal[1] & 0x80) != 0;  // first_mb_in_slice is 0
+        if (type == kSequenceSet || type == kPictureSet) sets.Take(nal);
+        const bool firstSlice =
+            (type == kSlice || type == kSliceOfIDR) && (nal[1] & 0x80) != 0;  // first_mb_in_slice is 0
         const auto slice = firstSlice ? ParseSliceHeader(nal, sets) : std::nullopt;
         if (slice) look.fields += slice->field ? 1U : 2U;
     }

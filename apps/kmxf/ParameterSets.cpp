@@ -10,7 +10,6 @@ namespace kmxf::program {
 
 namespace {
 
-constexpr uint32_t kSequenceParameterSet = 7, kPictureParameterSet = 8;
 constexpr uint32_t kMostBlocks = 4096;  // in each direction
 
 // Keeps what it reads.
@@ -90,7 +89,7 @@ bool IsOneOf(uint8_t profile, std::initializer_list<uint8_t> profiles) {
 std::optional<SequenceParameterSet> ParseSequenceParameterSet(std::span<const uint8_t> nal) {
     const auto rbsp = WithoutEmulationPrevention(nal);
     BitReader bits(rbsp);
-    if (bits.U(8) % 32 != kSequenceParameterSet) return std::nullopt;
+    if (bits.U(8) % 32 != kSequenceSet) return std::nullopt;
     SequenceParameterSet sps;
     sps.profile = static_cast<uint8_t>(bits.U(8));
     const uint32_t constraints = bits.U(8);
@@ -145,7 +144,7 @@ std::optional<SequenceParameterSet> ParseSequenceParameterSet(std::span<const ui
 std::optional<PictureParameterSet> ParsePictureParameterSet(std::span<const uint8_t> nal) {
     const auto rbsp = WithoutEmulationPrevention(nal);
     BitReader bits(rbsp);
-    if (bits.U(8) % 32 != kPictureParameterSet) return std::nullopt;
+    if (bits.U(8) % 32 != kPictureSet) return std::nullopt;
     PictureParameterSet pps;
     pps.id = bits.UE();
     pps.sequenceId = bits.UE();

@@ -10,6 +10,9 @@
 // found in a byte stream (Annex B).
 namespace kmxf::program {
 
+// Types of NAL units (ITU-T H.264, table 7-1).
+enum NalType : uint8_t { kSlice = 1, kSliceOfIDR = 5, kSequenceSet = 7, kPictureSet = 8, kAccessUnitDelimiter = 9 };
+
 struct SequenceParameterSet {
     uint8_t profile = 0;
     bool intraOnly = false;  // constraint_set3_flag of the profiles that have an intra form

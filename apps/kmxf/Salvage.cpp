@@ -26,7 +26,6 @@ namespace kmxf::program {
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 
 struct Options {
     std::vector<std::string> files;
@@ -143,9 +142,9 @@ const char* OutcomeWord(const Salvaged& clip, const SalvagedFile& file, const ch
     return clip.written.empty() ? planned : "salvaged";
 }
 
-Json FileJson(const Salvaged& clip, size_t number) {
+nlohmann::ordered_json FileJson(const Salvaged& clip, size_t number) {
     const SalvagedFile& file = clip.plan.files[number];
-    Json json{
+    nlohmann::ordered_json json{
         {"path", file.path}, {"kind", ContentWord(file.content)}, {"outcome", OutcomeWord(clip, file, "planned")}};
     if (!clip.written.empty() && !clip.written[number].empty()) json["written"] = clip.written[number];
     if (!file.reason.empty()) json["reason"] = file.reason;
@@ -163,7 +162,7 @@ Json FileJson(const Salvaged& clip, size_t number) {
     json["frames_damaged"] = file.framesDamaged;
     json["seconds_kept"] = Seconds(file, file.framesKept);
     json["seconds_lost"] = Seconds(file, file.framesFound - file.framesKept);
-    json["losses"] = Json::array();
+    json["losses"] = nlohmann::ordered_json::array();
     for (const SalvageLoss& loss : file.losses)
         json["losses"].push_back({{"offset", loss.offset}, {"size", loss.size}, {"why", loss.why}});
     json["cut_size"] = file.cutSize;
@@ -173,20 +172,20 @@ Json FileJson(const Salvaged& clip, size_t number) {
     return json;
 }
 
-Json ClipJson(const Salvaged& clip, const Options& o) {
+nlohmann::ordered_json ClipJson(const Salvaged& clip, const Options& o) {
     const SalvagePlan& plan = clip.plan;
-    Json json{{"outcome", plan.IsComplete()   ? "complete"
-                          : plan.IsHopeless() ? "given up"
-                          : o.dryRun          ? "planned"
-                                              : "salvaged"},
-              {"duration", plan.duration},
-              {"material_umid", Hex(plan.materialUMID)},
-              {"new_material_umid", plan.newMaterialUMID},
-              {"package_name", plan.packageName}};
-    json["files"] = Json::array();
+    nlohmann::ordered_json json{{"outcome", plan.IsComplete()   ? "complete"
+                                            : plan.IsHopeless() ? "given up"
+                                            : o.dryRun          ? "planned"
+                                                                : "salvaged"},
+                                {"duration", plan.duration},
+                                {"material_umid", Hex(plan.materialUMID)},
+                                {"new_material_umid", plan.newMaterialUMID},
+                                {"package_name", plan.packageName}};
+    json["files"] = nlohmann::ordered_json::array();
     for (size_t i = 0; i < plan.files.size(); ++i) json["files"].push_back(FileJson(clip, i));
     json["notes"] = clip.result.notes;
-    json["findings"] = Json::array();
+    json["findings"] = nlohmann::ordered_json::array();
     for (const CheckFinding& finding : clip.result.findings) {
         json["findings"].push_back({{"path", plan.files[finding.file].path},
                                     {"rule", finding.rule},
@@ -380,7 +379,7 @@ ExitStatus SalvageClips(const Options& o) {
                                   [&] { return stoppable && interrupted; }});
     const SalvageChoice choice = ChoiceOf(o);
     ExitStatus status = ExitStatus::kDone;
-    Json documents = Json::array();
+    nlohmann::ordered_json documents = nlohmann::ordered_json::array();
     std::set<std::string> taken;
     for (const auto& files : FindClipsOf(o)) {
         stoppable = true;
@@ -415,13 +414,13 @@ ExitStatus SalvageClips(const Options& o) {
         }
     }
     if (o.json && !documents.empty()) {
-        Json out{{"schema", "kmxf/1"}};
+        nlohmann::ordered_json out{{"schema", "kmxf/1"}};
         if (documents.size() == 1) {
-            out.update(Json{{"salvage", documents.front()}});
+            out.update(nlohmann::ordered_json{{"salvage", documents.front()}});
         } else {
             out["salvages"] = std::move(documents);
         }
-        std::printf("%s\n", out.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+        std::printf("%s\n", out.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
     }
     return status;
 }

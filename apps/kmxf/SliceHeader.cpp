@@ -50,7 +50,7 @@ std::optional<SliceHeader> Parse(std::span<const uint8_t> nal, const ParameterSe
     const uint32_t nalHead = bits.U(8);
     SliceHeader slice;
     slice.reference = (nalHead >> 5 & 3) != 0;
-    slice.idr = nalHead % 32 == 5;
+    slice.idr = nalHead % 32 == kSliceOfIDR;
     bits.UE();  // first_mb_in_slice
     const uint32_t type = bits.UE();
     if (!bits.Ok() || type > 9) return std::nullopt;

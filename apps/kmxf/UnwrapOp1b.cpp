@@ -18,7 +18,6 @@ namespace {
 constexpr size_t kLook = 32;
 constexpr uint64_t kMostPicture = 64 << 20;
 constexpr size_t kParameterSetArea = 4096;  // of a picture, where its parameter sets are
-constexpr uint8_t kSequenceParameterSet = 7;
 
 FramePlace PlaceOf(const InputFile& from, const FileInfo& info, uint64_t frame) {
     const ClipGroup& group = GroupOf(info.groups, frame);
@@ -38,7 +37,7 @@ uint64_t DecodableFrom(const InputFile& from, const FileInfo& info, const FrameR
     const ByteRange picture = PlaceOf(from, info, start).picture;
     const auto area =
         from.Look(picture.begin, static_cast<size_t>(std::min<uint64_t>(picture.Size(), kParameterSetArea)));
-    if (FindNal(area, kSequenceParameterSet).empty()) {
+    if (FindNal(area, kSequenceSet).empty()) {
         Say(info.path + ": " + frame + " cannot be decoded by itself: its key picture, frame " + std::to_string(start) +
             ", has no parameter sets");
         return range.first;
