@@ -24,8 +24,8 @@ endif()
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
-# kmxf_together(TARGET PATTERN...): under the sanitizers, those sources of a target that a pattern matches are compiled as one.
-# Most of the time goes into what they all include and instantiate.
+# kmxf_together(TARGET PATTERN...): under the sanitizers, those sources of a target that a pattern matches are compiled as one; the
+# last pattern counts. Most of the time goes into what they all include and instantiate.
 function(kmxf_together target)
     if(NOT KMXF_SANITIZE)
         return()

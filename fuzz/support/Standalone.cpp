@@ -14,12 +14,14 @@
 #include <string>
 #include <vector>
 
+#include "support/Sanitizers.h"
+
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" int LLVMFuzzerInitialize(int*, char***);
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t capacity, unsigned seed);
 extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t capacity);
-#if defined(__SANITIZE_ADDRESS__)
+#if KMXF_TEST_ASAN
 extern "C" void __sanitizer_set_death_callback(void (*callback)());
 #endif
 // NOLINTEND(bugprone-reserved-identifier)
@@ -92,7 +94,7 @@ int main(int argc, char** argv) {
     LLVMFuzzerInitialize(&argc, &argv);
     crashName = "crash-" + fs::path(argv[0]).filename().string();
     std::signal(SIGABRT, [](int) { KeepInput(); });
-#if defined(__SANITIZE_ADDRESS__)
+#if KMXF_TEST_ASAN
     __sanitizer_set_death_callback(KeepInput);
 #endif
     unsigned long mutations = 0;

@@ -10,17 +10,10 @@
 
 #include "kmxf/collaborators/Log.h"
 #include "support/Mutator.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define KMXF_FUZZ_WATCHES_HEAP
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define KMXF_FUZZ_WATCHES_HEAP
-#endif
-#endif
+#include "support/Sanitizers.h"
 
 // NOLINTBEGIN(bugprone-reserved-identifier)
-#ifdef KMXF_FUZZ_WATCHES_HEAP
+#if KMXF_TEST_ASAN
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const volatile void*, size_t),
                                                          void (*onFree)(const volatile void*));
 extern "C" size_t __sanitizer_get_allocated_size(const volatile void*);
@@ -41,7 +34,7 @@ constexpr size_t kLongestInput = 1 << 20;  // inputs beyond this may take more
 // and what is not optimised again.
 #ifndef __OPTIMIZE__
 constexpr double kMostSeconds = 20;
-#elif defined(KMXF_FUZZ_WATCHES_HEAP)
+#elif KMXF_TEST_ASAN
 constexpr double kMostSeconds = 3;
 #else
 constexpr double kMostSeconds = 1;
@@ -50,7 +43,7 @@ constexpr double kMostSeconds = 1;
 // Bytes on the heap since the input's run began. Blocks of before that are freed meanwhile count too: there are none.
 std::atomic<int64_t> held{0}, most{0};
 
-#ifdef KMXF_FUZZ_WATCHES_HEAP
+#if KMXF_TEST_ASAN
 void OnMalloc(const volatile void*, size_t size) {
     const int64_t now = held += static_cast<int64_t>(size);
     if (now > most) most = now;

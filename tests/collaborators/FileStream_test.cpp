@@ -29,6 +29,7 @@
 #include "kmxf/core/Status.h"
 #include "support/Completions.h"
 #include "support/Hex.h"
+#include "support/Sanitizers.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestData.h"
 
@@ -345,7 +346,7 @@ TEST_F(FileStreamTest, AFailedSyncIsReportedByCloseToo) {
 }
 
 // The sanitizers need more address space than there is left.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !KMXF_TEST_SANITIZED_HEAP
 TEST(FileStreamDeathTest, AWriteIsRefusedWhenNoThreadCanBeStarted) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process that has had no threads whose stacks it could use
     const auto refused = [] {

@@ -9,6 +9,7 @@
 
 #include "kmxf/core/Status.h"
 #include "support/Completions.h"
+#include "support/Sanitizers.h"
 
 namespace kmxf {
 namespace {
@@ -84,8 +85,7 @@ TEST(MemoryFileIO, WritesCompleteInsideWriteOnTheCallersThread) {
     EXPECT_EQ(callback.calls, 1);
 }
 
-// The sanitizers' allocators stop the program instead of saying that there is no memory.
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !KMXF_TEST_SANITIZED_HEAP
 TEST(MemoryFileIO, AWriteThatDoesNotFitInMemoryIsRefused) {
     CMemoryFileIO file({1, 2, 3});
     test::Completions completions;

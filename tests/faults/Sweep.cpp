@@ -9,7 +9,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#if defined(__SANITIZE_ADDRESS__)
+#include "support/Sanitizers.h"
+
+#if KMXF_TEST_ASAN
 extern "C" int __lsan_do_recoverable_leak_check();  // NOLINT(bugprone-reserved-identifier)
 #endif
 
@@ -85,7 +87,7 @@ Sweep::~Sweep() {
     testing::Test::RecordProperty("points", tried_);
     total += tried_;
     EXPECT_EQ(wrong_, 0) << name_;
-#if defined(__SANITIZE_ADDRESS__)
+#if KMXF_TEST_ASAN
     EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0) << name_;
 #endif
 }

@@ -405,7 +405,7 @@ TEST(SalvagePlan, RecordingsWithNumbersForNamesAreNoSoundOfEachOther) {
                                                             {clip.Path(".TAKE03.mxf.part77")}};
     auto found = GroupSalvageFiles(ListSalvageFiles(fs::path(clip.Path("x")).parent_path().string()));
     std::ranges::sort(found, {}, [](const auto& files) { return fs::path(files[0]).filename().string().substr(0, 7); });
-    std::ranges::rotate(found, found.begin() + 1);
+    std::rotate(found.begin(), found.begin() + 1, found.end());
     EXPECT_EQ(found, expected);
     EXPECT_EQ(ScanForSalvage({clip.Path(".TAKE03.mxf.part77")}).files[0].name, "TAKE03.mxf");
 }
