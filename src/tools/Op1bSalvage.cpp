@@ -160,6 +160,8 @@ bool Op1bSalvage::GetFileParam() {
         // What cannot be read now may be read another time; to cut it off would lose it for good.
         if (found == Op1bScan::Found::kReadError) return FileFault("Read Error.");
         if (found != Op1bScan::Found::kGroup || !Follows(group)) break;
+        // A damaged header tells of too few channels: to go by it would cut off everything behind the first group.
+        if (frames_ == 0 && scan.HasMoreSound()) break;
         if (!Keep(group)) return FileFault("AddFooterIndex Error.");
         progress_(static_cast<int32_t>(90 * bodyEnd_ / fileSize_));
         if (group.frames < groupFrames_) break;

@@ -87,6 +87,8 @@ bool Op1bScan::TakePack(uint32_t bodySID, Op1bGroup& group, int64_t& indexByteCo
     if (!pack) return false;
     group.partitions.push_back({position_, bodySID});
     indexByteCount = pack->GetIndexByteCount();
+    const uint32_t labels = sound_.channels > 0 ? 3 : 2;  // of the essence containers
+    agrees_ = agrees_ && pack->GetLength() == kKLVHeadSize + kPackFieldsSize + labels * sizeof(MXFKEYTag);
     return StepOver(pack->GetLength());
 }
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "collaborators/Guards.h"
+#include "core/Layout.h"
 #include "kmxf/collaborators/FileIO.h"
 #include "kmxf/core/Records.h"
 #include "kmxf/structures/IndexCommon.h"
@@ -44,7 +45,8 @@ struct Op1bGroup {
 
 // Walks over the body of a clip from group to group, by keys and lengths alone: a recording that was cut off has no
 // random index. No step leads out of the file. A group is whole when its index segments cover its frames, those of the
-// pictures place by place, and every channel has its element with the samples of these frames.
+// pictures place by place, every channel has its element with the samples of these frames, and its packs are as long as
+// those of a clip with such sound.
 //
 // Memory that runs out is std::bad_alloc.
 class Op1bScan {
@@ -61,6 +63,8 @@ public:
         kReadError       // not a whole one, as far as it can be read
     };
     Found Next(Op1bGroup& group);
+    // Whether one more channel than the clip should have stands behind the group.
+    bool HasMoreSound() { return ReadPack(kFirstSoundSID + sound_.channels).has_value(); }
 
 private:
     std::vector<uint8_t> Read(uint64_t most);

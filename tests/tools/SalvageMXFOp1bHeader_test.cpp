@@ -87,6 +87,26 @@ TEST_F(SalvageMXFOp1b, HeaderThatDoesNotTellIsRefused) {
     refused(xml - 2, "FF FF", "GetMetadata Error.");
 }
 
+// To go by it would cut off the sound that it does not tell of, and all groups behind the first.
+TEST_F(SalvageMXFOp1b, HeaderThatTellsOfLessSoundThanThereIsIsRefused) {
+    const Bytes whole = Record(RecordedClip{.channels = 2, .frames = 100}, false);
+    const Bytes descriptor = Hex("06 0E 2B 34 02 53 01 01 0D 01 01 01 01 01 47 00");
+    const Bytes bodyPack = Hex("06 0E 2B 34 02 05 01 01 0D 01 02 01 01 03");
+    const size_t first = Find(whole, descriptor), second = Find(whole, descriptor, first + 1);
+    ASSERT_LT(second, kClipHeader);
+    const std::vector<std::string> refused{"CSalvageMXFOp1b::GetFileParam: Duration is 0."};
+    Bytes file = whole;
+    file[first + 14] = 0xFF;
+    ExpectRefused(file, refused);
+    file[second + 14] = 0xFF;
+    ExpectRefused(file, refused);
+    // Cut off in front of the first sound: the packs have room for its label.
+    const size_t sound = Find(whole, Hex(kSoundKey));
+    size_t pack = kClipHeader;
+    for (size_t next = pack; next < sound; next = Find(whole, bodyPack, pack + 1)) pack = next;
+    ExpectRefused(First(file, pack), refused);
+}
+
 TEST_F(SalvageMXFOp1b, FileOfAnotherPatternIsRefused) {
     CMemoryFileIO atom;
     {
