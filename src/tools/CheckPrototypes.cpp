@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <map>
 #include <memory>
+#include <new>
 
 #include "core/KLVPacket.h"
 #include "core/Labels.h"
@@ -98,7 +99,7 @@ std::optional<InspectedItems> PictureItems(uint32_t videoStd, uint32_t compType,
 
 InspectedItems ItemsOf(CMXFHeaderBase& set) {
     uint8_t* data = nullptr;
-    if (set.GetData(&data) != kStatusOk) return {};
+    if (set.GetData(&data) != kStatusOk) throw std::bad_alloc();  // it fails for nothing else
     const std::unique_ptr<uint8_t, decltype(&std::free)> owner(data, &std::free);
     const std::span<const uint8_t> value(data + kKLVHeadSize, set.GetLength() - kKLVHeadSize);
     InspectedPacket packet;

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <new>
+
+#include "reader/FailingAllocation.h"
 #include "tools/CheckFiles.h"
 
 namespace kmxf::test {
@@ -310,6 +313,24 @@ TEST(Check, FilesByThemselvesAreNotCompared) {
     const std::vector<IByteSource*> pointers{&sources[0], &sources[1], &sources[2]};
     EXPECT_THAT(Lines(CheckFiles(pointers)), ElementsAre("file 1 " + kCutOff));
     EXPECT_THAT(CheckFiles({}), IsEmpty());
+}
+
+// What a good set looks like is told by sets that are built for it. One that there is no memory for is no other set.
+TEST(Check, WithoutMemoryForASetNothingIsFound) {
+    const Bytes file = Record(AtomFile{.compType = COMP_TYPE_AVCI100_1080});
+    size_t refused = 0;
+    for (size_t size = 20; size < 300; ++size) {
+        MemorySource source(file);
+        const FailingAllocation failing(FailingAllocation::By::kMalloc, size);
+        try {
+            EXPECT_THAT(Lines(CheckFile(source)), IsEmpty()) << size;
+        } catch (const std::bad_alloc&) {
+            ++refused;
+        }
+    }
+    EXPECT_GE(refused, 2u);  // the two descriptors of the picture
+    MemorySource source(file);
+    EXPECT_THAT(Lines(CheckFile(source)), IsEmpty());
 }
 
 // --- cost ---

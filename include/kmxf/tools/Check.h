@@ -11,7 +11,7 @@
 #include "kmxf/structures/Inspect.h"
 
 // Holds files against the rules of their layout (docs/format.md, docs/format-op1b.md; SMPTE ST 377-1, ST 390, ST 391),
-// and the files of a clip against each other.
+// and the files of a clip against each other. Without memory they throw std::bad_alloc, as the standard library does.
 namespace kmxf {
 
 // A rule with an id that stays its own: "OA-003". The letters tell what it is about: KLV packets, PP partition packs,
