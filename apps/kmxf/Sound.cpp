@@ -19,7 +19,8 @@ struct WavOutput::File {
 
 namespace {
 
-constexpr int64_t kSamplesAtOnce = 8192;  // they stay in the processor's cache
+constexpr int64_t kSamplesAtOnce = 8192;            // they stay in the processor's cache
+constexpr int64_t kMostSamples = int64_t{1} << 40;  // more than half a year of them
 
 // Every `step`-th of the samples, which come left-justified in 32 bits.
 template <uint32_t kBytes>
@@ -59,10 +60,29 @@ WavInput::WavInput(const std::string& path, uint32_t bits)
         handle.command(SFC_SET_SCALE_FLOAT_INT_READ, nullptr, SF_TRUE);
         handle.command(SFC_SET_CLIPPING, nullptr, SF_TRUE);
     }
+    if (handle.frames() < 0 || handle.frames() > kMostSamples)
+        Fail(ExitStatus::kInput, path, "tells of " + std::to_string(handle.frames()) + " samples");
+    const int container = handle.format() & SF_FORMAT_TYPEMASK;
+    const bool isPlain = container == SF_FORMAT_WAV || container == SF_FORMAT_WAVEX || container == SF_FORMAT_RF64 ||
+                         container == SF_FORMAT_W64;
+    if (!isPlain) RequireLastSample();
     bytesPerSample_ = (bits != 0 ? bits : own) / 8;
     const bool sameSize = subtype == (bytesPerSample_ == 3 ? SF_FORMAT_PCM_24 : SF_FORMAT_PCM_16);
-    isStored_ = sameSize && std::endian::native == std::endian::little &&
+    isStored_ = isPlain && sameSize && std::endian::native == std::endian::little &&
                 handle.command(SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0) == SF_FALSE;
+}
+
+// What is compressed may tell of any length, to which other files would be filled up before it is read.
+void WavInput::RequireLastSample() {
+    SndfileHandle& handle = file_->handle;
+    if (Samples() == 0) return;
+    std::vector<int32_t> sample(Channels());
+    const bool there = handle.seek(Samples() - 1, SEEK_SET) == Samples() - 1 && handle.readf(sample.data(), 1) == 1;
+    if (!there || handle.seek(0, SEEK_SET) != 0) FailShort();
+}
+
+void WavInput::FailShort() const {
+    Fail(ExitStatus::kInput, path_, "ends before its " + std::to_string(Samples()) + " samples");
 }
 
 WavInput::~WavInput() = default;
@@ -109,7 +129,7 @@ int64_t WavInput::Read(int64_t count, std::span<uint8_t* const> channels) {
         if (got < chunk) break;
     }
     if (read < std::min(count, Samples() - read_)) {
-        Fail(ExitStatus::kInput, path_, "ends before its " + std::to_string(Samples()) + " samples");
+        FailShort();
     }
     read_ += read;
     return read;

@@ -28,6 +28,8 @@ public:
     int64_t Read(int64_t count, std::span<uint8_t* const> channels);
 
 private:
+    void RequireLastSample();
+    [[noreturn]] void FailShort() const;
     // Both put `count` samples behind the `at` that each channel has.
     int64_t ReadConverted(int64_t count, int64_t at, std::span<uint8_t* const> channels);
     int64_t ReadStored(int64_t count, int64_t at, std::span<uint8_t* const> channels);

@@ -25,19 +25,27 @@ constexpr uint64_t kMostText = 4 << 20;  // several times what the whole header 
 // Names lead to files beside the undo file, nowhere else.
 bool IsPlainName(const std::string& name) { return !name.empty() && name.find('/') == std::string::npos; }
 
+// A number that is none of bytes, as -1 or 1e300, is malformed.
+std::optional<uint64_t> Bytes(const nlohmann::json& number) {
+    return number.is_number_unsigned() ? std::optional(number.get<uint64_t>()) : std::nullopt;
+}
+
 std::optional<UndoFile> Parse(const std::string& text) try {
     const auto json = nlohmann::json::parse(text);
     if (json.at("undo") != kFormat) return std::nullopt;
     UndoFile undo;
     undo.clip = json.at("clip").get<std::vector<std::string>>();
     if (!std::all_of(undo.clip.begin(), undo.clip.end(), IsPlainName)) return std::nullopt;
-    undo.fileSize = json.at("file_size").get<uint64_t>();
+    const auto fileSize = Bytes(json.at("file_size"));
+    if (!fileSize) return std::nullopt;
+    undo.fileSize = *fileSize;
     undo.before = json.at("before").get<std::string>();
     undo.after = json.at("after").get<std::string>();
     for (const auto& change : json.at("changes")) {
         auto bytes = ParseHex(change.at("old").get<std::string>());
-        if (!bytes) return std::nullopt;
-        undo.pieces.push_back({change.at("offset").get<uint64_t>(), std::move(*bytes)});
+        const auto offset = Bytes(change.at("offset"));
+        if (!bytes || !offset) return std::nullopt;
+        undo.pieces.push_back({*offset, std::move(*bytes)});
     }
     return undo;
 } catch (const nlohmann::json::exception&) {

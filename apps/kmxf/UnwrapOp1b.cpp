@@ -81,10 +81,11 @@ public:
     }
 
     void Sound(const ClipGroup& group, uint32_t first, uint32_t end, size_t channel, StreamOutput& to) {
+        const uint32_t bytesPerSample = info_.bitsPerSample / 8;  // 0: a damaged header
         const auto place = Elements(from_, window_, group.sound[channel]).Next();
-        if (!place) return;
+        if (!place || bytesPerSample == 0) return;
         ByteRange wanted = info_.SoundOf(group, *place, first, end);
-        if (!raw_) wanted.end -= wanted.Size() % (info_.bitsPerSample / 8);
+        if (!raw_) wanted.end -= wanted.Size() % bytesPerSample;
         Copy(wanted, to);
     }
 

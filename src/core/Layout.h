@@ -19,6 +19,9 @@ inline constexpr uint32_t kOp1bHeaderSize = 0x20000;
 // The thumbnail that has its place there: a bitmap of 80 x 45 pixels of 24 bits with 54 bytes of headers.
 inline constexpr uint16_t kOp1bThumbnailSize = 10854;
 
+// Frames that a file of sound is taken to be enough for, at most: those that its readers count in 32 bits.
+inline constexpr int64_t kMostSoundFrames = 0xFFFFFF00;
+
 // In front of the first AVC-Intra frame: a block with its parameter sets.
 inline constexpr uint32_t kParameterSetBlock = 512;
 

@@ -235,8 +235,8 @@ constexpr Rule kOp1bRules[] = {
              return;
          for (const InspectedPacket& packet : partition.packets) {
              if (packet.name != "PCMBlockElement") continue;
-             const int64_t samples =
-                 SamplesOf(file, *file.group.first + *file.group.frames) - SamplesOf(file, *file.group.first);
+             const int64_t samples = WrappedDifference(SamplesOf(file, *file.group.first + *file.group.frames),
+                                                       SamplesOf(file, *file.group.first));
              const uint64_t expected = static_cast<uint64_t>(samples) * metadata.bytesPerSample;
              if (packet.length != expected)
                  report(packet.offset, Counted(expected, "byte"), Counted(packet.length, "byte"));

@@ -324,9 +324,9 @@ constexpr Rule kRules[] = {
          const int64_t before = filler == nullptr ? 0 : filler->Number("Duration").value_or(0);
          const int64_t origin = file.layout == kOp1b ? OriginFrames(metadata) : 0;
          VisitTracks(metadata, [&](const Package& package, const Track& track) {
-             const int64_t clip = IsMaterial(metadata, package) ? *frames : *frames - origin;
+             const int64_t clip = IsMaterial(metadata, package) ? *frames : WrappedDifference(*frames, origin);
              for (const Set* component : track.components) {
-                 const int64_t duration = component->name == "TimecodeComponent" ? before + clip
+                 const int64_t duration = component->name == "TimecodeComponent" ? WrappedSum(before, clip)
                                           : component->name == "Filler"          ? before
                                                                                  : clip;
                  report.Expect(component->items, "Duration",
@@ -472,7 +472,8 @@ constexpr Rule kRules[] = {
          if (!file.headerWhole || !stored || !frames) return;
          const bool dv = file.layout == kOpAtom && file.metadata.picture && IsDV(file.metadata.picture->compType);
          if (dv) *stored &= ~int64_t{1};
-         const int64_t least = file.layout == kOp1b ? std::max<int64_t>(*stored - kMostRollOut, 0) : *stored;
+         const int64_t least =
+             file.layout == kOp1b ? std::max<int64_t>(WrappedDifference(*stored, kMostRollOut), 0) : *stored;
          if (*frames >= least && *frames <= *stored) return;
          const Set* clip = file.metadata.material.Track("PictureTrack")->Component("SourceClip");
          const InspectedItem* item = clip->Item("Duration");

@@ -72,23 +72,29 @@ std::vector<const CheckedSet*> CheckedMetadata::Named(std::string_view name) con
     return found;
 }
 
-CheckedTrack CheckedMetadata::Track(const CheckedSet& set) const {
+std::vector<const CheckedSet*> CheckedMetadata::Referred(const InspectedItem* item) {
+    std::vector<const CheckedSet*> found;
+    if (item == nullptr) return found;
+    for (const MXFKEYTag& uid : item->Keys()) {
+        const CheckedSet* set = Find(uid);
+        if (set != nullptr && references_++ < kMostReferences) found.push_back(set);
+    }
+    return found;
+}
+
+CheckedTrack CheckedMetadata::Track(const CheckedSet& set) {
     CheckedTrack track{.set = &set, .sequence = nullptr, .components = {}, .kind = {}};
     const auto sequence = set.Key("Sequence");
     track.sequence = sequence ? Find(*sequence) : nullptr;
     if (track.sequence == nullptr) return track;
     if (const auto definition = track.sequence->Key("DataDefinition")) track.kind = KeyName(*definition);
-    const InspectedItem* components = track.sequence->Item("StructuralComponents");
-    for (const MXFKEYTag& uid : components == nullptr ? std::vector<MXFKEYTag>() : components->Keys())
-        if (const CheckedSet* component = Find(uid)) track.components.push_back(component);
+    track.components = Referred(track.sequence->Item("StructuralComponents"));
     return track;
 }
 
-CheckedPackage CheckedMetadata::Package(const CheckedSet& set) const {
+CheckedPackage CheckedMetadata::Package(const CheckedSet& set) {
     CheckedPackage package{.set = &set, .tracks = {}};
-    const InspectedItem* tracks = set.Item("PackageTracks");
-    for (const MXFKEYTag& uid : tracks == nullptr ? std::vector<MXFKEYTag>() : tracks->Keys())
-        if (const CheckedSet* track = Find(uid)) package.tracks.push_back(Track(*track));
+    for (const CheckedSet* track : Referred(set.Item("PackageTracks"))) package.tracks.push_back(Track(*track));
     return package;
 }
 

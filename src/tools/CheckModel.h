@@ -18,8 +18,16 @@ namespace kmxf {
 
 using InspectedItems = std::vector<InspectedItem>;
 
-// As no file of these layouts has them: what lies beyond is counted and not kept.
-inline constexpr size_t kMostPackets = 4096;
+// As no file of these layouts has them: what lies beyond is counted and not kept, or not followed.
+inline constexpr size_t kMostPackets = 4096, kMostReferences = 4096;
+
+// Numbers of a file may be any. A sum or difference that does not fit wraps: it is none that is expected.
+inline int64_t WrappedSum(int64_t a, int64_t b) {
+    return static_cast<int64_t>(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
+}
+inline int64_t WrappedDifference(int64_t a, int64_t b) {
+    return static_cast<int64_t>(static_cast<uint64_t>(a) - static_cast<uint64_t>(b));
+}
 
 // The files whose rules a rule belongs to; a recording that was cut off is held only against those that say so.
 enum CheckScope : uint8_t { kOther = 1, kOpAtom = 2, kOp1b = 4, kOurs = 6, kAny = 7, kWhileOpen = 8 };
@@ -82,8 +90,12 @@ struct CheckedMetadata {
     int64_t EditUnits(std::string_view kind, int64_t frames) const;
 
 private:
-    CheckedTrack Track(const CheckedSet& set) const;
-    CheckedPackage Package(const CheckedSet& set) const;
+    // The sets that an item refers to, as long as there are not too many in all.
+    std::vector<const CheckedSet*> Referred(const InspectedItem* item);
+    CheckedTrack Track(const CheckedSet& set);
+    CheckedPackage Package(const CheckedSet& set);
+
+    size_t references_ = 0;
 };
 
 struct CheckedPartition {

@@ -2,7 +2,9 @@
 #include <chrono>
 #include <filesystem>
 #include <iterator>
+#include <set>
 #include <thread>
+#include <utility>
 
 #include "core/Labels.h"
 #include "core/Layout.h"
@@ -50,8 +52,10 @@ ClipDescription Description(const ClipSets& sets) {
 
 // The tracks of the material package; a clip with a source is one whose essence is in the file.
 void ReadTracks(ClipFile& file, const ClipSets& sets, const ClipSet& materialPackage) {
+    std::set<const ClipSet*> seen;  // a hostile list may name one a thousand times
     for (const MXFKEYTag& uid : materialPackage.Keys("PackageTracks")) {
         const ClipSet& track = sets.Find(uid);
+        if (!seen.insert(&track).second) continue;
         for (const MXFKEYTag& sequenceUid : track.Keys("Sequence")) {
             const ClipSet& sequence = sets.Find(sequenceUid);
             const auto definition = sequence.Keys("DataDefinition");
@@ -115,7 +119,9 @@ void ReadIdentity(ClipFile& file, const ClipSets& sets) {
     file.productVersion = identification.Text("VersionString");
     const ClipSet& timecode = sets.First("TimecodeComponent");
     file.startTimecode = static_cast<int64_t>(timecode.Number("StartTimecode"));
-    file.timecodeBase = static_cast<uint32_t>(timecode.Number("RoundedTimecodeBase"));
+    // One beyond what a timecode counts is none.
+    if (std::in_range<uint32_t>(file.startTimecode))
+        file.timecodeBase = static_cast<uint32_t>(timecode.Number("RoundedTimecodeBase"));
     file.dropFrame = timecode.Number("DropFrame") != 0;
     file.description = Description(sets);
     ReadTracks(file, sets, materialPackage);

@@ -85,9 +85,10 @@ std::optional<uint64_t> TakeListedGroups(const ClipSource& source, ClipFile& fil
     const auto number = [](const InspectedItem* item) {
         return item == nullptr ? 0 : static_cast<int64_t>(item->Unsigned().value_or(0));
     };
-    file.duration = number(packaged);
     const InspectedItem* frames = contained == nullptr ? packaged : contained;
     if (!CountFrames(file, number(frames))) return frames == nullptr ? 0 : frames->offset;
+    file.duration = number(packaged);
+    if (file.duration < 0 || file.duration > file.frames) return packaged->offset;
     return std::nullopt;
 }
 
@@ -142,7 +143,7 @@ void ReadOp1b(const ClipSource& source, std::span<const uint8_t> start, ClipFile
         file.samplingRate = GetSamplingRateFromHeader(header.data());
         file.bitsPerSample = 8 * GetBytesPerSampleFromHeader(header.data());
         file.samples = GetSampleNumFromHeader(header.data());
-        if (file.samplingRate == 0 || file.bitsPerSample == 0) {
+        if (file.samplingRate == 0 || (file.bitsPerSample != 16 && file.bitsPerSample != 24)) {
             area.damage = area.damage.value_or(area.pack.GetLength());
         }
     }
@@ -151,7 +152,7 @@ void ReadOp1b(const ClipSource& source, std::span<const uint8_t> start, ClipFile
     ReadSideData(file, area.sets);
     file.verdict = Judge(source, file, area);
     if (!file.groups.empty()) {
-        file.dataOffset = static_cast<uint32_t>(file.groups.front().pictures.begin);
+        file.dataOffset = file.groups.front().pictures.begin;
         file.dataSize = static_cast<int64_t>(file.groups.back().end - file.dataOffset);
     }
 }

@@ -2,6 +2,7 @@
 #include <vector>
 
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "kmxf/collaborators/MemoryFileIO.h"
 #include "kmxf/core/VideoStandard.h"
 #include "kmxf/reader/ReadMXFAudio.h"
@@ -45,13 +46,15 @@ MXFRATIONALTag ClipFrameRate(const ClipSets& sets) {
 
 // Frames of the essence that lies in the file, however the file ended.
 int64_t FramesIn(const ClipFile& file, int64_t bytes) {
+    const int64_t there = std::clamp<int64_t>(bytes, 0, static_cast<int64_t>(file.fileSize));
     if (file.isVideo) {
-        return file.frameSize == 0 ? 0 : std::max<int64_t>(bytes - file.LeadSize(), 0) / file.frameSize;
+        return file.frameSize == 0 ? 0 : std::max<int64_t>(there - file.LeadSize(), 0) / file.frameSize;
     }
     const int64_t bytesPerSample = file.bitsPerSample / 8;
     if (bytesPerSample == 0 || file.rateStandard == 0) return 0;
+    const int64_t most = DurationToAudioSample(file.rateStandard, kMostSoundFrames, file.samplingRate);
     // A few samples short of a frame still count as that frame, as the writer counts them.
-    return AudioSampleToDuration(file.rateStandard, bytes / bytesPerSample + 4, file.samplingRate);
+    return AudioSampleToDuration(file.rateStandard, std::min(there / bytesPerSample, most) + 4, file.samplingRate);
 }
 
 // The whole frames, or samples, among the bytes that are there.
@@ -88,7 +91,7 @@ void ReadOpAtom(const ClipSource& source, std::span<const uint8_t> start, ClipFi
     CReadMXFVideo video;
     video.SetFilename("header");
     video.Open(&stream, true);
-    uint32_t fileType = kFileTypeUnknown;
+    uint32_t fileType = kFileTypeUnknown, dataOffset = 0;
     video.GetFileType(&fileType);
     file.isVideo = fileType == kFileTypeVideo;
     if (file.isVideo) {
@@ -96,7 +99,7 @@ void ReadOpAtom(const ClipSource& source, std::span<const uint8_t> start, ClipFi
         file.frameSize = video.GetFrameDataSize();
         file.frameRate = GetVideoEditRate(file.format->videoStd);
         file.rateStandard = file.format->videoStd;
-        video.GetDataOffset(&file.dataOffset);
+        video.GetDataOffset(&dataOffset);
         video.GetDataSize(&file.dataSize);
         const char* descriptor = IsAVCI(file.format->compType) ? "MPEGDescriptor" : "CDCIDescriptor";
         file.wide = area.sets.First(descriptor).Rational("AspectRatio") == MXFRATIONALTag{16, 9};
@@ -107,7 +110,7 @@ void ReadOpAtom(const ClipSource& source, std::span<const uint8_t> start, ClipFi
         audio.SetFilename("header");
         audio.Open(&stream, true);
         audio.GetFileType(&fileType);
-        audio.GetDataOffset(&file.dataOffset);
+        audio.GetDataOffset(&dataOffset);
         audio.GetDataSize(&file.dataSize);
         file.samplingRate = audio.GetSamplingRate();
         file.bitsPerSample = audio.GetBitsPerSample();
@@ -122,6 +125,7 @@ void ReadOpAtom(const ClipSource& source, std::span<const uint8_t> start, ClipFi
         }
         file.duration = FramesIn(file, file.dataSize);
     }
+    file.dataOffset = dataOffset;
     ReadIdentity(file, area.sets);
     file.verdict = Judge(source, file, area);
     file.frames = file.duration;

@@ -72,6 +72,8 @@ ClipSets::ClipSets(std::span<const uint8_t> header) {
             break;
         }
         sets_.push_back({*packet, inspector.Items(*packet)});
+        const auto own = sets_.back().Keys("InstanceUID");
+        if (!own.empty()) byUID_.emplace(std::to_array(own.front().bytes), sets_.size() - 1);
     }
 }
 
@@ -92,11 +94,8 @@ std::vector<const ClipSet*> ClipSets::AllBehind(std::string_view front, std::str
 }
 
 const ClipSet& ClipSets::Find(const MXFKEYTag& uid) const {
-    const auto found = std::ranges::find_if(sets_, [&](const ClipSet& set) {
-        const auto own = set.Keys("InstanceUID");
-        return !own.empty() && own.front() == uid;
-    });
-    return found == sets_.end() ? kNoSet : *found;
+    const auto found = byUID_.find(std::to_array(uid.bytes));
+    return found == byUID_.end() ? kNoSet : sets_[found->second];
 }
 
 }  // namespace kmxf

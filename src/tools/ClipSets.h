@@ -1,6 +1,8 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -46,6 +48,7 @@ public:
 
 private:
     std::vector<ClipSet> sets_;
+    std::map<std::array<uint8_t, 16>, size_t> byUID_;  // the first of each InstanceUID
     std::optional<uint64_t> broken_;
 };
 

@@ -119,7 +119,7 @@ int64_t SamplesOf(const SalvagedFile& file, int64_t frames) {
 // Of a file of sound: what fills whole frames.
 int64_t SoundFrames(const SalvagedFile& file, uint64_t bytes) {
     constexpr int64_t kSpareSamples = 4;  // that a recording may end in front of its last frame's end
-    const auto samples = static_cast<int64_t>(bytes / file.bytesPerSample);
+    const auto samples = std::min(static_cast<int64_t>(bytes / file.bytesPerSample), SamplesOf(file, kMostSoundFrames));
     int64_t frames = AudioSampleToDuration(file.videoStd, samples, file.samplesPerSec);
     while (SamplesOf(file, frames + 1) <= samples + kSpareSamples) ++frames;
     return frames;

@@ -389,6 +389,7 @@ class Undo(EditCase):
         says = "CLIP.mxf.undo: is not the undo file of an edit, or is damaged"
         for broken in ("", "precious", "[]", "{}", content[:-3], content.replace("kmxf/1", "kmxf/9"),
                        json.dumps({**document, "clip": ["../CLIP.mxf"]}), json.dumps({**document, "file_size": "x"}),
+                       json.dumps({**document, "file_size": 1e300}), json.dumps({**document, "file_size": -1}),
                        json.dumps({**document, "changes": [{"offset": 0, "old": "XY"}]}),
                        json.dumps({**document, "changes": [{"offset": -1.5}]})):
             undo.write_text(broken)

@@ -166,6 +166,14 @@ class CutOff(Op1bCase):
 
 
 class Broken(Op1bCase):
+    def test_sound_of_no_bits_is_not_given_back(self):
+        content = self.wrap_op1b(70, 1).read_bytes()
+        bad = content.replace(bytes.fromhex("3D01000400000010"), bytes.fromhex("3D01000400000000"))
+        self.assertNotEqual(content, bad)
+        for raw in ([], ["--raw"]):
+            self.kmxf("unwrap", *raw, self.file("BAD.mxf", bad), "-o", self.folder / f"out{len(raw)}", status=FINDINGS,
+                      says="what is there is given back")
+
     def test_an_element_that_is_not_where_it_should_be(self):
         content = bytearray(self.wrap_op1b(70, 1).read_bytes())
         pictures = [each.offset for each in walk(bytes(content)) if each.key == PICTURE]

@@ -1,6 +1,7 @@
 """Sound: every kind comes back sample by sample; it is fitted to the picture; a clip is one thing."""
 
 import struct
+import subprocess
 import unittest
 
 from kmxf_case import (ESSENCE, INPUT, USAGE, KmxfCase, essence, files_in, frames, read_wav, samples, write_wav)
@@ -66,6 +67,23 @@ class SoundAlone(KmxfCase):
         back = struct.unpack("<4h", self.unwrap(self.folder / "clip", "--raw")["CLIP00.pcm"])
         for wanted, found in zip((0, 16384, -16384, -32768), back):
             self.assertAlmostEqual(wanted, found, delta=1)
+
+    def test_compressed_sound_has_the_length_it_tells_of(self):
+        wanted = samples(4800)
+        flac = self.folder / "in.flac"
+        subprocess.run(["ffmpeg", "-v", "error", "-i", self.wav("in.wav", [wanted]), flac], check=True)
+        self.wrap("--audio", flac, "--standard", "25p")
+        self.assertEqual(wanted, self.unwrap(self.folder / "clip", "--raw")["CLIP00.pcm"])
+        # The number of samples is the last 36 bits in front of the checksum in its first block.
+        content = bytearray(flac.read_bytes())
+        self.assertEqual(4800, int.from_bytes(content[22:26], "big"))
+        for count in (4801, 1 << 31):
+            content[22:26] = count.to_bytes(4, "big")
+            self.wrap_refused(INPUT, f"long.flac: ends before its {count} samples", "--standard", "25p", "--audio",
+                              self.wav("in.wav", [wanted]), "--audio", self.file("long.flac", bytes(content)))
+        content[21] |= 0x0F
+        self.wrap_refused(INPUT, r"long.flac: tells of \d+ samples|ends before its", "--standard", "25p", "--audio",
+                          self.file("long.flac", bytes(content)))
 
     def test_standard_is_needed(self):
         self.wrap_refused(USAGE, "--standard is needed", "--audio", self.wav("in.wav", [samples(10)]))

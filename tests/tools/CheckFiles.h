@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <functional>
+#include <map>
 #include <span>
 #include <string>
 #include <vector>
@@ -169,6 +170,29 @@ inline Bytes WithAll(Bytes file, std::string_view name, std::string_view item, c
     for (const WalkedPacket& packet : Named(Walk(file), name))
         if (packet.Item(item) != nullptr) file = At(std::move(file), packet.Item(item)->offset, hex);
     return file;
+}
+
+// A file again and again: all numbers of 8 bytes of one name, in sets and packs, and at last all of them, are the most
+// or the least that there can be.
+inline void WithExtremeNumbers(const Bytes& file, const std::function<void(const Bytes&)>& look) {
+    const std::vector<WalkedPacket> packets = Walk(file);
+    std::map<std::string, std::vector<uint64_t>> places;
+    for (const WalkedPacket& packet : packets) {
+        for (const InspectedItem& item : packet.items) {
+            if (item.value.size() != 8) continue;
+            places[std::string(packet.name) + "." + std::string(item.name)].push_back(item.offset);
+            places["all"].push_back(item.offset);
+        }
+    }
+    ASSERT_GT(places.size(), 20u);
+    for (const auto& [name, offsets] : places) {
+        SCOPED_TRACE(name);
+        for (const char* const value : {"7FFFFFFFFFFFFFFF", "8000000000000000", "FFFFFFFFFFFFFFFF"}) {
+            Bytes extreme = file;
+            for (const uint64_t offset : offsets) extreme = At(std::move(extreme), offset, value);
+            look(extreme);
+        }
+    }
 }
 
 inline std::string Number(uint64_t value, int bytes) {

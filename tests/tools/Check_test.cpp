@@ -14,6 +14,7 @@ namespace {
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
+using testing::Not;
 
 constexpr uint32_t kStandards[] = {VIDEO_STD_59_94I, VIDEO_STD_50I, VIDEO_STD_23_98P, VIDEO_STD_29_97P,
                                    VIDEO_STD_59_94P, VIDEO_STD_25P, VIDEO_STD_50P};
@@ -313,6 +314,23 @@ TEST(Check, FilesByThemselvesAreNotCompared) {
     const std::vector<IByteSource*> pointers{&sources[0], &sources[1], &sources[2]};
     EXPECT_THAT(Lines(CheckFiles(pointers)), ElementsAre("file 1 " + kCutOff));
     EXPECT_THAT(CheckFiles({}), IsEmpty());
+}
+
+TEST(Check, NumbersMayBeAny) {
+    const Bytes clip =
+        Record(Op1bClip{.videoStd = VIDEO_STD_59_94I, .compType = COMP_TYPE_LONGG25_1080, .channels = 1, .frames = 4});
+    const Bytes damaged = At(clip, Nth(clip, "AVCLongGOPElement", 1).offset, "FF");  // its group is told by the index
+    for (const Bytes& file : {Record(AtomFile{}), Record(AtomFile{.compType = 0}), clip, damaged}) {
+        WithExtremeNumbers(file, [](const Bytes& extreme) { EXPECT_LT(Checked(extreme).size(), 1000u); });
+    }
+    // Sums of two
+    Bytes sum = WithAll(clip, "Track", "Origin", "0000000000000007");
+    sum = WithAll(sum, "SourceClip", "Duration", "8000000000000000");
+    EXPECT_THAT(Checked(sum), Not(IsEmpty()));
+    const auto spanned = [](CCreateMXFBase& writer) { writer.SetPrevDuration(1501); };
+    sum = Record(AtomFile{.with = spanned});
+    for (const char* const set : {"Filler", "SourceClip"}) sum = WithAll(sum, set, "Duration", "7FFFFFFFFFFFFFFF");
+    EXPECT_THAT(Checked(sum), Not(IsEmpty()));
 }
 
 // What a good set looks like is told by sets that are built for it. One that there is no memory for is no other set.

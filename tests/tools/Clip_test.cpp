@@ -181,6 +181,43 @@ TEST(ClipFileTells, WhereItIsDamaged) {
                   "damaged at offset 0");
 }
 
+TEST(ClipFileTells, SomethingWhateverItsNumbersAre) {
+    for (const Bytes& file : {Record(AtomFile{}), Record(AtomFile{.compType = 0}), Record(kOneFile)}) {
+        WithExtremeNumbers(file, [](const Bytes& extreme) {
+            try {
+                const ClipFile told = Told(extreme);
+                EXPECT_GE(told.duration, 0);
+                EXPECT_LE(told.duration, told.frames);
+            } catch (const ClipError&) {  // they may be of what tells that it is such a file
+            }
+        });
+    }
+    const Bytes clip = Record(kOneFile);
+    size_t n = 0;
+    while (Nth(clip, "SourceClip", n).offset < Nth(clip, "SourcePackage").offset) ++n;
+    for (const char* const duration : {"8000000000000000", "0000000000000400"})
+        EXPECT_EQ(Told(With(clip, "SourceClip", n, "Duration", duration)).verdict.Text(),
+                  "damaged at offset " + std::to_string(Nth(clip, "SourceClip", n).Item("Duration")->offset));
+    for (const char* const bits : {"00000000", "00000008", "00000020"})
+        EXPECT_EQ(Told(WithAll(clip, "AES3Descriptor", "QuantizationBits", bits)).verdict.kind,
+                  ClipVerdict::Kind::kDamaged);
+    // A timecode that is none
+    EXPECT_NE(Told(clip).timecodeBase, 0u);
+    EXPECT_EQ(Told(WithAll(clip, "TimecodeComponent", "StartTimecode", "0000000100000000")).timecodeBase, 0u);
+}
+
+TEST(ClipFileTells, EachTrackOnceHoweverOftenItIsNamed) {
+    const Bytes clip = Record(kOneFile);
+    const InspectedItem tracks = *Nth(clip, "MaterialPackage").Item("PackageTracks");
+    ASSERT_EQ(Told(clip).tracks.size(), 3u);
+    Bytes one = clip;
+    // The second is that of the pictures.
+    for (size_t at = 8; at < tracks.value.size(); at += 16)
+        std::copy_n(clip.begin() + static_cast<std::ptrdiff_t>(tracks.offset + 24), 16,
+                    one.begin() + static_cast<std::ptrdiff_t>(tracks.offset + at));
+    EXPECT_EQ(Told(one).tracks.size(), 1u);
+}
+
 TEST(ClipFileTells, ThatItIsNoSuchFile) {
     EXPECT_EQ(Refusal(Bytes{}), "clip.mxf: is not an MXF file: it does not begin with a partition pack (offset 0)");
     const Bytes whole = Record(AtomFile{});

@@ -93,7 +93,7 @@ struct KMXF_API ClipFile {
     bool isVideo = false, isAudio = false;    // neither: the header does not tell any more
     std::optional<ClipPictureFormat> format;  // video
     uint64_t fileSize = 0;
-    uint32_t dataOffset = 0;  // of the essence value, or of the first group; 0: it cannot be found
+    uint64_t dataOffset = 0;  // of the essence value, or of the first group; 0: it cannot be found
     int64_t dataSize = 0;     // bytes of the essence, or of the groups, that are there
     uint32_t frameSize = 0;   // video; 0: they differ
     MXFRATIONALTag frameRate;
