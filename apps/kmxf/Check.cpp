@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <utility>
 
 #include "Clip.h"
 #include "Commands.h"
@@ -35,8 +36,9 @@ public:
         }
         std::vector<Paths> found;
         for (const Clip& clip : clips) {
-            Paths& files = found.emplace_back();
+            Paths files;
             for (const FileInfo& file : clip.files) files.push_back(file.path);
+            found.push_back(std::move(files));
         }
         for (const std::string& path : strange_) found.push_back({path});
         return found;

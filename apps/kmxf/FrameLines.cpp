@@ -1,6 +1,7 @@
 #include "FrameLines.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Program.h"
 #include "Text.h"
@@ -70,8 +71,7 @@ void FrameLines::AddEntry(FrameLine& line) {
     const auto position = static_cast<uint32_t>(line.number - group.firstFrame);
     const FramePlace& place = places_[position];
     line.place = {place.picture.begin, place.picture.Size()};
-    // Given one: clang holds a nested class with initial values for one that cannot be made from nothing.
-    FrameLine::Entry& entry = line.entry.emplace(FrameLine::Entry{});
+    FrameLine::Entry entry;
     entry.temporalOffset = place.temporalOffset;
     entry.keyFrameOffset = place.keyFrameOffset;
     entry.flags = place.flags;
@@ -80,6 +80,7 @@ void FrameLines::AddEntry(FrameLine& line) {
         entry.audio.push_back({own.begin, own.Size()});
     }
     if (position < anc_.size()) entry.anc = {anc_[position].begin, anc_[position].Size()};
+    line.entry = std::move(entry);
     if (first) LookAtKeyPicture(line.number);
 }
 

@@ -84,7 +84,8 @@ void NativeFile::BeginSync(int64_t offset, int64_t size) const {
     ::sync_file_range(descriptor_, offset, size, SYNC_FILE_RANGE_WRITE);
     errno = error;
 #else
-    static_cast<void>(offset), static_cast<void>(size);
+    static_cast<void>(offset);
+    static_cast<void>(size);
 #endif
 }
 

@@ -152,6 +152,7 @@ bool Op1bSalvage::CreateBuilder() {
 
 bool Op1bSalvage::GetFileParam() {
     builder_->AddPartitionInfo({0, 0});
+    // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): it is open, so it is there
     Op1bScan scan(*file_.get(), file_.Allocator(), kOp1bHeaderSize, fileSize_,
                   {clip_.videoStd, channels_, clip_.bytesPerSample});
     for (Op1bGroup group; !cancel_;) {
