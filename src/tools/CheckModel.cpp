@@ -74,7 +74,7 @@ std::vector<const CheckedSet*> CheckedMetadata::Named(std::string_view name) con
 
 std::vector<const CheckedSet*> CheckedMetadata::Referred(const InspectedItem* item) {
     std::vector<const CheckedSet*> found;
-    if (item == nullptr) return found;
+    if (item == nullptr || references_ >= kMostReferences) return found;
     for (const MXFKEYTag& uid : item->Keys()) {
         const CheckedSet* set = Find(uid);
         if (set != nullptr && references_++ < kMostReferences) found.push_back(set);

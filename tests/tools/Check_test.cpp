@@ -5,8 +5,10 @@
 
 #include <new>
 
+#include "core/LocalTags.h"
 #include "reader/FailingAllocation.h"
 #include "tools/CheckFiles.h"
+#include "tools/CheckModel.h"
 
 namespace kmxf::test {
 namespace {
@@ -331,6 +333,43 @@ TEST(Check, NumbersMayBeAny) {
     sum = Record(AtomFile{.with = spanned});
     for (const char* const set : {"Filler", "SourceClip"}) sum = WithAll(sum, set, "Duration", "7FFFFFFFFFFFFFFF");
     EXPECT_THAT(Checked(sum), Not(IsEmpty()));
+}
+
+// Each of the tracks that a package names may name thousands of components, over and over the same ones.
+TEST(Check, ReferencesAreNotFollowedWithoutEnd) {
+    constexpr size_t kMany = 4000;
+    const auto uid = [](uint8_t number) { return Bytes(16, number); };
+    const auto item = [](std::string_view name, ValueKind kind, Bytes value) {
+        InspectedItem made;
+        made.name = name;
+        made.kind = kind;
+        made.length = value.size();
+        made.value = std::move(value);
+        return made;
+    };
+    const auto list = [&](std::string_view name, uint8_t number) {
+        Bytes value = Hex("00 00 0F A0 00 00 00 10");
+        for (size_t i = 0; i < kMany; ++i) value.insert(value.end(), 16, number);
+        return item(name, ValueKind::kKeys, std::move(value));
+    };
+    const auto set = [&](std::string_view name, uint8_t number, std::optional<InspectedItem> more = std::nullopt) {
+        CheckedSet made;
+        made.name = name;
+        made.items.push_back(item("InstanceUID", ValueKind::kKey, uid(number)));
+        if (more) made.items.push_back(*std::move(more));
+        return made;
+    };
+    CheckedMetadata metadata;
+    metadata.sets.push_back(set("SourcePackage", 1, list("PackageTracks", 2)));
+    metadata.sets.push_back(set("Track", 2, item("Sequence", ValueKind::kKey, uid(3))));
+    metadata.sets.push_back(set("Sequence", 3, list("StructuralComponents", 4)));
+    metadata.sets.push_back(set("SourceClip", 4));
+    metadata.Follow();
+    ASSERT_EQ(metadata.sources.size(), 1u);
+    size_t references = metadata.sources[0].tracks.size();
+    EXPECT_EQ(references, kMany);
+    for (const CheckedTrack& track : metadata.sources[0].tracks) references += track.components.size();
+    EXPECT_EQ(references, kMostReferences);
 }
 
 // What a good set looks like is told by sets that are built for it. One that there is no memory for is no other set.
