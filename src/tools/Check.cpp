@@ -284,7 +284,7 @@ private:
             FollowPictures(partition);
         }
         if (group.first && group.frames) return;
-        if (partition.Field("IndexSID") == 101 && !partition.segments.empty() && !partition.damaged) {
+        if (partition.Field("IndexSID") == kPictureIndexSID && !partition.segments.empty() && !partition.damaged) {
             const auto start = partition.segments[0].Number("IndexStartPosition");
             const auto duration = partition.segments[0].Number("IndexDuration");
             if (start) group.first = static_cast<uint64_t>(*start);

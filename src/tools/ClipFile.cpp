@@ -132,7 +132,7 @@ std::optional<CPartition> FooterAt(const ClipSource& source, uint64_t offset, ui
     const auto bytes = source.Look(offset, kPartitionPackSize);
     CPartition pack;
     const bool parsed = pack.SetData(bytes.data(), static_cast<uint32_t>(bytes.size())) == 0;
-    return parsed && pack.GetKey().bytes[13] == 0x04 ? std::optional(pack) : std::nullopt;
+    return parsed && pack.GetKey().bytes[kPackKindByte] == kFooterPack ? std::optional(pack) : std::nullopt;
 }
 
 void WatchGrowth(std::span<const WatchedFile> files) {
