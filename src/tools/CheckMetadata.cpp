@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "core/Labels.h"
+#include "core/Layout.h"
 #include "core/LocalTags.h"
 #include "tools/CheckPrototypes.h"
 #include "tools/CheckRule.h"
@@ -416,8 +417,8 @@ constexpr Rule kRules[] = {
              report.ExpectText(containers[i]->items, "LinkedPackageUID",
                                metadata.sources[source].set->Text("PackageUID"));
              const bool op1b = file.layout == kOp1b;
-             report.Expect(containers[i]->items, "IndexSID", op1b ? uint64_t{101 + i} : uint64_t{1});
-             report.Expect(containers[i]->items, "BodySID", op1b ? uint64_t{1 + i} : uint64_t{2});
+             report.Expect(containers[i]->items, "IndexSID", op1b ? kPictureIndexSID + i : uint64_t{1});
+             report.Expect(containers[i]->items, "BodySID", op1b ? kPictureSID + i : uint64_t{2});
          }
      }},
     {"HM-043", "There is one Identification, and in the clip's descriptive metadata one participant and one person.",

@@ -62,15 +62,15 @@ std::vector<ClipPartition> WalkedPartitions(IByteSource& source) {
     bool good = true;
     while (auto partition = good ? inspector.NextPartition() : std::nullopt) {
         if (!partition->pack) break;
-        const uint8_t kind = partition->pack->GetKey().bytes[13];
-        if (kind == 0x02) continue;  // the header
+        const uint8_t kind = partition->pack->GetKey().bytes[kPackKindByte];
+        if (kind == kHeaderPack) continue;
         auto& packets = partition->packets;
         const auto damage = std::find_if(packets.begin(), packets.end(), [](const InspectedPacket& packet) {
             return packet.kind == PacketKind::kDamage;
         });
         good = damage == packets.end();
         packets.erase(damage, packets.end());  // the start of a pack that was cut may stand behind a whole partition
-        if (kind != 0x03 || !IsWhole(*partition)) break;
+        if (kind != kBodyPack || !IsWhole(*partition)) break;
         const auto pictures = std::count_if(packets.begin(), packets.end(), [](const InspectedPacket& packet) {
             return packet.kind == PacketKind::kEssence;
         });
